@@ -1,0 +1,35 @@
+# The two commands users need: `make run` and `make test`. Both install missing Debian packages
+# first (tools/debian-packages.txt), then configure and build into build/.
+BUILD_DIR ?= build
+BUILD_TYPE ?= RelWithDebInfo
+CTEST_ARGS ?=
+
+.PHONY: all deps configure build run test bench clean
+
+all: build
+
+deps:
+	@./tools/install-deps
+
+$(BUILD_DIR)/build.ninja:
+	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE)
+
+configure: deps $(BUILD_DIR)/build.ninja
+
+build: configure
+	cmake --build $(BUILD_DIR)
+
+# Starts Dialwise from the build tree. The desktop entry in the user's applications folder is
+# pointed at this build first, so tel:, callto: and dialwise: links reach it.
+run: build
+	@./tools/register-desktop-entry $(abspath $(BUILD_DIR))/dialwise
+	$(BUILD_DIR)/dialwise
+
+test: build
+	cd $(BUILD_DIR) && ctest --output-on-failure --timeout 600 $(CTEST_ARGS)
+
+bench: build
+	./tools/run-benchmarks $(BUILD_DIR)
+
+clean:
+	rm -rf $(BUILD_DIR)

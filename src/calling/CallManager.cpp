@@ -1,0 +1,234 @@
+#include "CallManager.h"
+
+#include "PhoneNumbers.h"
+#include "QSettingsStore.h"
+#include "VoiceAddress.h"
+
+#include <QLoggingCategory>
+
+
+Q_LOGGING_CATEGORY(lcCallManager, "dialwise.callmanager")
+
+namespace dialwise {
+namespace {
+
+// Stands in when nobody installed a desktop: says so instead of failing silently, since a call
+// that goes nowhere without a word would be the worst outcome.
+class UnconnectedDesktop final : public DesktopServices
+{
+public:
+    void openUrl(const QUrl &url) override
+    {
+        qCWarning(lcCallManager) << "no desktop services installed; not opening" << url.toString();
+    }
+    void showNotification(const QString &title, const QString &body) override
+    {
+        qCWarning(lcCallManager) << "no desktop services installed; notification" << title << body;
+    }
+    std::optional<QString> runDialDialog() override { return std::nullopt; }
+};
+
+CallManager::Services &pendingSharedServices()
+{
+    static CallManager::Services services;
+    return services;
+}
+
+CallManager::Services completed(CallManager::Services services)
+{
+    if (!services.settings)
+        services.settings = std::make_shared<QSettingsStore>();
+    if (!services.desktop)
+        services.desktop = std::make_shared<UnconnectedDesktop>();
+    if (!services.clock)
+        services.clock = std::make_shared<SystemClock>();
+    return services;
+}
+
+// Only the shared instance is built through here; the constructor itself stays protected.
+class SharedCallManager final : public CallManager
+{
+public:
+    explicit SharedCallManager(Services services)
+        : CallManager(std::move(services))
+    {
+    }
+};
+
+} // namespace
+
+CallManager &CallManager::shared()
+{
+    // Function-local static: made once, thread-safe, deliberately never destroyed.
+    static CallManager *const instance = new SharedCallManager(std::move(pendingSharedServices()));
+    return *instance;
+}
+
+void CallManager::setSharedServices(Services services)
+{
+    pendingSharedServices() = std::move(services);
+}
+
+CallManager::CallManager(Services services, QObject *parent)
+    : QObject(parent)
+    , m_services(completed(std::move(services)))
+{
+    const std::optional<QString> stored = m_services.settings->stringValue(QString::fromLatin1(kSelectedProviderKey));
+    if (!stored)
+        return;
+    // Anything that is not exactly a provider's raw value is ignored and left in the store:
+    // the next setProvider() overwrites it.
+    if (const std::optional<Provider> provider = providerFromRawValue(*stored))
+        m_selectedProvider = *provider;
+    else
+        qCInfo(lcCallManager) << "ignoring stored provider" << *stored;
+}
+
+QString CallManager::rawValue(Provider provider)
+{
+    switch (provider) {
+    case Provider::googleVoice:
+        return QStringLiteral("Google Voice");
+    case Provider::browserTel:
+        return QStringLiteral("Browser (tel:)");
+    }
+    return QString();
+}
+
+std::optional<CallManager::Provider> CallManager::providerFromRawValue(const QString &rawValue)
+{
+    for (Provider provider : allProviders()) {
+        if (CallManager::rawValue(provider) == rawValue)
+            return provider;
+    }
+    return std::nullopt;
+}
+
+QList<CallManager::Provider> CallManager::allProviders()
+{
+    return {Provider::googleVoice, Provider::browserTel};
+}
+
+std::optional<QString> CallManager::lastCalledNumber() const
+{
+    return m_lastCalledNumber;
+}
+
+void CallManager::setLastCalledNumber(const std::optional<QString> &number)
+{
+    Q_EMIT objectWillChange();
+    Q_EMIT lastCalledNumberWillChange(number);
+    m_lastCalledNumber = number;
+    Q_EMIT lastCalledNumberChanged(m_lastCalledNumber);
+}
+
+QList<CallManager::CallRecord> CallManager::callHistory() const
+{
+    return m_callHistory;
+}
+
+void CallManager::setCallHistory(const QList<CallRecord> &history)
+{
+    modifyCallHistory([&history](QList<CallRecord> &current) { current = history; });
+}
+
+void CallManager::modifyCallHistory(const std::function<void(QList<CallRecord> &)> &change)
+{
+    Q_EMIT objectWillChange();
+    Q_EMIT callHistoryWillChange();
+    change(m_callHistory);
+    Q_EMIT callHistoryChanged(m_callHistory);
+}
+
+CallManager::Provider CallManager::selectedProvider() const
+{
+    return m_selectedProvider;
+}
+
+void CallManager::setSelectedProvider(Provider provider)
+{
+    Q_EMIT objectWillChange();
+    Q_EMIT selectedProviderWillChange(provider);
+    m_selectedProvider = provider;
+    Q_EMIT selectedProviderChanged(m_selectedProvider);
+}
+
+std::optional<QString> CallManager::normalizePhoneNumber(const QString &text) const
+{
+    return phone::normalize(text);
+}
+
+QString CallManager::formatForDisplay(const QString &number) const
+{
+    return phone::formatForDisplay(number);
+}
+
+QDateTime CallManager::now() const
+{
+    return m_services.clock->now();
+}
+
+void CallManager::addToHistory(const CallRecord &record)
+{
+    modifyCallHistory([&record](QList<CallRecord> &history) { history.prepend(record); });
+    // Checked once after each insertion, so in steady state exactly one record goes per call.
+    if (callHistory().size() > kHistoryCapacity)
+        setCallHistory(callHistory().first(kHistoryCapacity));
+}
+
+void CallManager::call(const QString &number)
+{
+    const std::optional<QString> normalized = normalizePhoneNumber(number);
+    if (!normalized) {
+        // The body carries the text exactly as the caller passed it, so the user sees what was
+        // rejected, blanks and all.
+        showNotification(QStringLiteral("Dialwise"), QStringLiteral("Invalid phone number: ") + number);
+        return;
+    }
+    setLastCalledNumber(*normalized);
+    addToHistory(CallRecord(*normalized, now(), selectedProvider()));
+
+    if (selectedProvider() == Provider::browserTel)
+        callViaBrowserTel(*normalized);
+    else
+        callViaGoogleVoice(*normalized);
+}
+
+void CallManager::callViaGoogleVoice(const QString &number)
+{
+    const std::optional<QUrl> address = voice::newCallUrl(phone::dialDigits(number));
+    if (!address)
+        return;
+    m_services.desktop->openUrl(*address);
+    showNotification(QStringLiteral("Dialwise \u2192 Google Voice"),
+                     QStringLiteral("Calling ") + formatForDisplay(number) + QStringLiteral("..."));
+}
+
+void CallManager::callViaBrowserTel(const QString &number)
+{
+    const QUrl url(QStringLiteral("tel:") + number, QUrl::StrictMode);
+    if (!url.isValid())
+        return;
+    m_services.desktop->openUrl(url);
+}
+
+void CallManager::showNotification(const QString &title, const QString &body)
+{
+    m_services.desktop->showNotification(title, body);
+}
+
+void CallManager::setProvider(Provider provider)
+{
+    setSelectedProvider(provider);
+    m_services.settings->setStringValue(QString::fromLatin1(kSelectedProviderKey), rawValue(provider));
+}
+
+void CallManager::showDialDialog()
+{
+    const std::optional<QString> typed = m_services.desktop->runDialDialog();
+    // Not trimmed: blanks alone are "not empty" and earn the invalid-number notification.
+    if (typed && !typed->isEmpty())
+        call(*typed);
+}
+
+} // namespace dialwise

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+#include <QUrl>
+#include <optional>
+
+// Where the Google Voice web app lives. The address is fixed in code; the environment variable
+// DIALWISE_VOICE_URL (scheme, host and optional port, such as http://127.0.0.1:8123) replaces it
+// so that tests can point Dialwise at a local stand-in.
+namespace dialwise::voice {
+
+inline constexpr char kDefaultBaseUrl[] = "https://voice.google.com";
+inline constexpr char kBaseUrlVariable[] = "DIALWISE_VOICE_URL";
+inline constexpr char kCallsPath[] = "/u/0/calls";
+// Text between the base address and the dial digits of a new call: a=nc, then an encoded "+".
+inline constexpr char kNewCallPathAndQuery[] = "/u/0/calls?a=nc,%2B";
+
+// The web app's origin: DIALWISE_VOICE_URL when it is a usable http(s) origin, else the default.
+QUrl baseUrl();
+// Parses an origin as DIALWISE_VOICE_URL would be; no value when it is not scheme://host[:port].
+std::optional<QUrl> parseBaseUrl(QStringView text);
+
+// The page the calling window opens: base + "/u/0/calls".
+std::optional<QUrl> callsPageUrl();
+// base + "/u/0/calls?a=nc,%2B" + digits. No value when the digits cannot stand in a URL as
+// they are (any character outside ASCII): the address is never rewritten behind the user's back.
+std::optional<QUrl> newCallUrl(QStringView dialDigits);
+
+// The same two with an explicit base, for callers and tests that hold one.
+std::optional<QUrl> callsPageUrl(const QUrl &base);
+std::optional<QUrl> newCallUrl(const QUrl &base, QStringView dialDigits);
+
+} // namespace dialwise::voice
