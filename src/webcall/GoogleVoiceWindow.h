@@ -10,6 +10,7 @@ class QPushButton;
 class QToolButton;
 class QWebEngineProfile;
 class QWebEngineView;
+class QTimer;
 
 namespace dialwise {
 
@@ -54,21 +55,37 @@ protected:
 
 private:
     void setupUI();
+    void layoutToolbar();
     void loadGoogleVoice();
     void callNumber();
     void goBack();
     void goForward();
     void injectCompactCSS();
     void loadInView(const QUrl &url);
+    void onLoadStarted();
+    void onLoadFinished(bool ok, bool errorPage);
+    void onRenderProcessTerminated(int status, int exitCode);
+    void showContextMenu(const QPoint &position);
+    void openDeveloperTools();
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
     CallManager &m_callManager;
     QWebEngineProfile *m_profile = nullptr;
+    QWidget *m_toolbar = nullptr;
     QWebEngineView *m_webView = nullptr;
     QLineEdit *m_phoneField = nullptr;
     QPushButton *m_callButton = nullptr;
     QToolButton *m_backButton = nullptr;
     QToolButton *m_forwardButton = nullptr;
     Spinner *m_spinner = nullptr;
+    QPointer<QWebEngineView> m_developerTools;
+    QTimer *m_loadTimeout = nullptr;
+    // What the history's current (committed) entry was when the running load began: a failed
+    // load that moved it had committed a document before failing.
+    QUrl m_committedUrlAtLoadStart;
+    int m_committedIndexAtLoadStart = -1;
+    // The address to bring back if the render process dies.
+    QUrl m_lastAddress;
     int m_renderProcessRecoveries = 0;
 };
 

@@ -1,0 +1,439 @@
+#include "GoogleVoiceWindow.h"
+
+#include "CallManager.h"
+#include "CompactStyleScript.h"
+#include "PhoneNumbers.h"
+#include "Spinner.h"
+#include "VoiceAddress.h"
+#include "VoiceProfile.h"
+#include "WindowActivation.h"
+
+#include <QCloseEvent>
+#include <QFontDatabase>
+#include <QFontMetricsF>
+#include <QGuiApplication>
+#include <QIcon>
+#include <QLineEdit>
+#include <QLoggingCategory>
+#include <QMenu>
+#include <QPushButton>
+#include <QScreen>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <QWebEngineContextMenuRequest>
+#include <QWebEngineHistory>
+#include <QWebEngineLoadingInfo>
+#include <QWebEngineNewWindowRequest>
+#include <QWebEnginePage>
+#include <QWebEngineProfile>
+#include <QWebEngineSettings>
+#include <QWebEngineView>
+
+Q_LOGGING_CATEGORY(lcWebCall, "dialwise.webcall")
+
+namespace dialwise {
+namespace {
+
+constexpr int kWindowWidth = 420;
+constexpr int kWindowHeight = 750;
+constexpr int kMinimumWidth = 360;
+constexpr int kMinimumHeight = 500;
+
+// Toolbar geometry, in pixels: a 52-high strip with 28-high controls centred in it.
+constexpr int kToolbarHeight = 52;
+constexpr int kControlHeight = 28;
+constexpr int kEdgeMargin = 8;       // toolbar edge to back button, and call button to edge
+constexpr int kNavigationWidth = 28; // back and forward buttons
+constexpr int kNavigationGap = 2;    // back to forward
+constexpr int kFieldGap = 8;         // forward to phone field
+constexpr int kCallGap = 6;          // phone field to call button; also spinner to call button
+constexpr int kCallWidth = 60;
+
+constexpr int kFieldPointSize = 14;
+constexpr int kCallPointSize = 13;
+
+// How long a load we started may take before it is stopped: long enough for a slow mobile
+// connection to bring in the web app, short enough that a dead one does not spin for ever.
+constexpr int kLoadTimeoutMs = 60 * 1000;
+// How long "Invalid number, try again..." stays before the usual placeholder comes back.
+constexpr int kInvalidHintMs = 2000;
+
+const QString kPlaceholder = QStringLiteral("Enter phone number...");
+const QString kInvalidPlaceholder = QStringLiteral("Invalid number, try again...");
+
+// Phone numbers line up better, and do not jiggle while typed, when every digit has the same
+// width. The desktop font nearly always has tabular figures; when it has not, the fixed-width
+// font does by construction.
+QFont phoneFieldFont()
+{
+    auto digitsEqualWidth = [](const QFont &font) {
+        const QFontMetricsF metrics(font);
+        const qreal width = metrics.horizontalAdvance(QLatin1Char('0'));
+        for (char digit = '1'; digit <= '9'; ++digit) {
+            if (!qFuzzyCompare(metrics.horizontalAdvance(QLatin1Char(digit)), width))
+                return false;
+        }
+        return true;
+    };
+    QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    font.setPointSize(kFieldPointSize);
+    if (digitsEqualWidth(font))
+        return font;
+    QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    fixed.setPointSize(kFieldPointSize);
+    return fixed;
+}
+
+QIcon navigationIcon(const QString &themeName)
+{
+    return QIcon::fromTheme(themeName, QIcon(QStringLiteral(":/webcall/icons/%1.svg").arg(themeName)));
+}
+
+// A new-call address places a call when it loads; bringing it back after a crash would dial
+// the number a second time, so the calls page stands in for it.
+bool isNewCallAddress(const QUrl &url)
+{
+    return url.path() == QLatin1String(voice::kCallsPath) && url.query(QUrl::FullyEncoded).startsWith(u"a=nc,");
+}
+
+} // namespace
+
+GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, QWebEngineProfile *profile, QWidget *parent)
+    : QWidget(parent, Qt::Window)
+    , m_callManager(callManager)
+    , m_profile(profile)
+{
+    if (m_profile)
+        prepareVoiceProfile(m_profile);
+    else
+        m_profile = createPersistentVoiceProfile(this);
+
+    setWindowTitle(QStringLiteral("Dialwise"));
+    resize(kWindowWidth, kWindowHeight);
+    setMinimumSize(kMinimumWidth, kMinimumHeight);
+    if (const QScreen *screen = QGuiApplication::primaryScreen()) {
+        QRect frame(QPoint(), size());
+        frame.moveCenter(screen->availableGeometry().center());
+        move(frame.topLeft());
+    }
+
+    setupUI();
+    loadGoogleVoice();
+}
+
+GoogleVoiceWindow::~GoogleVoiceWindow()
+{
+    // Pages must go before the profile they use, and the profile may be one of our children.
+    delete m_developerTools;
+    delete m_webView;
+}
+
+QWidget *GoogleVoiceWindow::spinner() const
+{
+    return m_spinner;
+}
+
+void GoogleVoiceWindow::setupUI()
+{
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+
+    m_toolbar = new QWidget(this);
+    m_toolbar->setObjectName(QStringLiteral("toolbar"));
+    m_toolbar->setFixedHeight(kToolbarHeight);
+    m_toolbar->setAttribute(Qt::WA_StyledBackground);
+    m_toolbar->setStyleSheet(QStringLiteral("#toolbar { background: #f3f3f3; border-bottom: 1px solid #d6d6d6; }"));
+    m_toolbar->installEventFilter(this);
+    layout->addWidget(m_toolbar);
+
+    auto makeNavigationButton = [this](const QString &iconName, const QString &name) {
+        auto *button = new QToolButton(m_toolbar);
+        button->setIcon(navigationIcon(iconName));
+        button->setIconSize(QSize(16, 16));
+        button->setAutoRaise(true);
+        button->setAccessibleName(name);
+        button->setToolTip(name);
+        button->setFocusPolicy(Qt::NoFocus);
+        return button;
+    };
+    m_backButton = makeNavigationButton(QStringLiteral("go-previous"), QStringLiteral("Back"));
+    m_forwardButton = makeNavigationButton(QStringLiteral("go-next"), QStringLiteral("Forward"));
+    connect(m_backButton, &QToolButton::clicked, this, &GoogleVoiceWindow::goBack);
+    connect(m_forwardButton, &QToolButton::clicked, this, &GoogleVoiceWindow::goForward);
+
+    m_phoneField = new QLineEdit(m_toolbar);
+    m_phoneField->setPlaceholderText(kPlaceholder);
+    m_phoneField->setFont(phoneFieldFont());
+    m_phoneField->setAccessibleName(QStringLiteral("Phone number"));
+    m_phoneField->setStyleSheet(QStringLiteral("QLineEdit { background: white; border: 1px solid #c8c8c8; "
+                                               "border-radius: 6px; padding: 0 6px; }"
+                                               "QLineEdit:focus { border-color: #4a90d9; }"));
+    connect(m_phoneField, &QLineEdit::returnPressed, this, &GoogleVoiceWindow::callNumber);
+
+    m_callButton = new QPushButton(QStringLiteral("Call"), m_toolbar);
+    QFont callFont = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    callFont.setPointSize(kCallPointSize);
+    callFont.setWeight(QFont::DemiBold);
+    m_callButton->setFont(callFont);
+    m_callButton->setCursor(Qt::PointingHandCursor);
+    // The system green of the platform the web app's users know from their phones.
+    m_callButton->setStyleSheet(QStringLiteral("QPushButton { background: #34c759; color: white; border: none; "
+                                               "border-radius: 6px; }"
+                                               "QPushButton:hover { background: #2fb651; }"
+                                               "QPushButton:pressed { background: #28a046; }"));
+    connect(m_callButton, &QPushButton::clicked, this, &GoogleVoiceWindow::callNumber);
+
+    // Created after the field so that it is drawn over the field's right end.
+    m_spinner = new Spinner(m_toolbar);
+    m_spinner->hide();
+
+    m_webView = new QWebEngineView(this);
+    m_webView->setMinimumSize(0, 0);
+    auto *page = new QWebEnginePage(m_profile, m_webView);
+    // Ringing and call audio must play without the user first clicking into the page.
+    page->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
+    m_webView->setPage(page);
+    m_webView->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_webView, &QWidget::customContextMenuRequested, this, &GoogleVoiceWindow::showContextMenu);
+    layout->addWidget(m_webView, 1);
+
+    m_loadTimeout = new QTimer(this);
+    m_loadTimeout->setSingleShot(true);
+    m_loadTimeout->setInterval(kLoadTimeoutMs);
+    connect(m_loadTimeout, &QTimer::timeout, this, [this] {
+        qCInfo(lcWebCall) << "load took longer than" << kLoadTimeoutMs / 1000 << "s, stopping it";
+        m_webView->page()->triggerAction(QWebEnginePage::Stop);
+    });
+
+    connect(page, &QWebEnginePage::loadingChanged, this, [this](const QWebEngineLoadingInfo &info) {
+        switch (info.status()) {
+        case QWebEngineLoadingInfo::LoadStartedStatus:
+            onLoadStarted();
+            break;
+        case QWebEngineLoadingInfo::LoadSucceededStatus:
+            onLoadFinished(true, false);
+            break;
+        case QWebEngineLoadingInfo::LoadStoppedStatus:
+        case QWebEngineLoadingInfo::LoadFailedStatus:
+            onLoadFinished(false, info.isErrorPage());
+            break;
+        }
+    });
+    connect(page, &QWebEnginePage::urlChanged, this, [this](const QUrl &url) {
+        if (!url.isEmpty())
+            m_lastAddress = url;
+    });
+
+    // Links that want a new window (target=_blank, window.open) open in this view instead: the
+    // web app is meant to live in exactly one window. No page is created for them, so Chromium
+    // drops its would-be new window and only the address is kept.
+    connect(page, &QWebEnginePage::newWindowRequested, this, [this](QWebEngineNewWindowRequest &request) {
+        if (request.requestedUrl().isEmpty() || !request.requestedUrl().isValid())
+            return;
+        loadInView(request.requestedUrl());
+    });
+
+    // The web app needs the microphone (and the camera for video) for calls; the user chose to
+    // run it in Dialwise, so it gets them without asking, whatever the origin.
+    connect(page, &QWebEnginePage::featurePermissionRequested, this,
+            [page](const QUrl &origin, QWebEnginePage::Feature feature) {
+                switch (feature) {
+                case QWebEnginePage::MediaAudioCapture:
+                case QWebEnginePage::MediaVideoCapture:
+                case QWebEnginePage::MediaAudioVideoCapture:
+                    page->setFeaturePermission(origin, feature, QWebEnginePage::PermissionGrantedByUser);
+                    break;
+                default:
+                    // Answered, so that the page's promise settles instead of waiting for ever.
+                    page->setFeaturePermission(origin, feature, QWebEnginePage::PermissionDeniedByUser);
+                    break;
+                }
+            });
+
+    connect(page, &QWebEnginePage::renderProcessTerminated, this,
+            [this](QWebEnginePage::RenderProcessTerminationStatus status, int exitCode) {
+                onRenderProcessTerminated(static_cast<int>(status), exitCode);
+            });
+}
+
+bool GoogleVoiceWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_toolbar && event->type() == QEvent::Resize)
+        layoutToolbar();
+    return QWidget::eventFilter(watched, event);
+}
+
+void GoogleVoiceWindow::layoutToolbar()
+{
+    // Placed by hand rather than by a layout: every edge is fixed relative to another, the
+    // field takes what is left, and the spinner deliberately overlaps the field's right end.
+    const int width = m_toolbar->width();
+    const int top = (kToolbarHeight - kControlHeight) / 2;
+    const QRect back(kEdgeMargin, top, kNavigationWidth, kControlHeight);
+    const QRect forward(back.right() + 1 + kNavigationGap, top, kNavigationWidth, kControlHeight);
+    const QRect call(width - kEdgeMargin - kCallWidth, top, kCallWidth, kControlHeight);
+    const int fieldLeft = forward.right() + 1 + kFieldGap;
+    const QRect field(fieldLeft, top, std::max(0, call.left() - kCallGap - fieldLeft), kControlHeight);
+    m_backButton->setGeometry(back);
+    m_forwardButton->setGeometry(forward);
+    m_phoneField->setGeometry(field);
+    m_callButton->setGeometry(call);
+    const QSize spin = m_spinner->sizeHint();
+    m_spinner->setGeometry(call.left() - kCallGap - spin.width(), (kToolbarHeight - spin.height()) / 2, spin.width(),
+                           spin.height());
+}
+
+void GoogleVoiceWindow::loadGoogleVoice()
+{
+    if (const std::optional<QUrl> address = voice::callsPageUrl())
+        loadInView(*address);
+}
+
+void GoogleVoiceWindow::loadInView(const QUrl &url)
+{
+    m_lastAddress = url;
+    m_webView->load(url);
+    m_loadTimeout->start();
+}
+
+void GoogleVoiceWindow::onLoadStarted()
+{
+    const QWebEngineHistory *history = m_webView->page()->history();
+    m_committedIndexAtLoadStart = history->currentItemIndex();
+    m_committedUrlAtLoadStart = history->currentItem().url();
+    m_spinner->show();
+    m_spinner->startAnimation();
+}
+
+void GoogleVoiceWindow::onLoadFinished(bool ok, bool errorPage)
+{
+    m_loadTimeout->stop();
+    QWebEnginePage *page = m_webView->page();
+    if (!ok) {
+        // Only a failure after the new document was committed stops the spinner. One before
+        // (no answer, refused, stopped early, or an error page instead of the document) leaves
+        // it turning until a later load ends, as WebKit's provisional failures do.
+        const QWebEngineHistory *history = page->history();
+        const bool committed = history->currentItemIndex() != m_committedIndexAtLoadStart
+            || history->currentItem().url() != m_committedUrlAtLoadStart;
+        if (committed && !errorPage) {
+            m_spinner->stopAnimation();
+            m_spinner->hide();
+        }
+        return;
+    }
+    m_spinner->stopAnimation();
+    m_spinner->hide();
+    m_backButton->setEnabled(page->history()->canGoBack());
+    m_forwardButton->setEnabled(page->history()->canGoForward());
+    injectCompactCSS();
+}
+
+void GoogleVoiceWindow::injectCompactCSS()
+{
+    m_webView->page()->runJavaScript(compactStyleScript());
+}
+
+void GoogleVoiceWindow::goBack()
+{
+    m_webView->back();
+}
+
+void GoogleVoiceWindow::goForward()
+{
+    m_webView->forward();
+}
+
+void GoogleVoiceWindow::onRenderProcessTerminated(int status, int exitCode)
+{
+    if (status == QWebEnginePage::NormalTerminationStatus)
+        return;
+    ++m_renderProcessRecoveries;
+    QUrl address = m_lastAddress;
+    if (isNewCallAddress(address))
+        address = voice::callsPageUrl().value_or(QUrl());
+    qCWarning(lcWebCall) << "render process ended abnormally, status" << status << "exit code" << exitCode
+                         << "- reloading" << address.toString();
+    if (address.isEmpty())
+        return;
+    // Not from inside the termination callback: the page is still tearing the old process down.
+    QTimer::singleShot(0, this, [this, address] { loadInView(address); });
+}
+
+void GoogleVoiceWindow::showContextMenu(const QPoint &position)
+{
+    QMenu *menu = m_webView->createStandardContextMenu();
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    // Chromium's own inspect entry needs a developer-tools page first; ours makes one.
+    menu->removeAction(m_webView->pageAction(QWebEnginePage::InspectElement));
+    if (!menu->isEmpty())
+        menu->addSeparator();
+    menu->addAction(QStringLiteral("Inspect"), this, &GoogleVoiceWindow::openDeveloperTools);
+    menu->popup(m_webView->mapToGlobal(position));
+}
+
+void GoogleVoiceWindow::openDeveloperTools()
+{
+    if (!m_developerTools) {
+        m_developerTools = new QWebEngineView(this);
+        m_developerTools->setWindowFlag(Qt::Window);
+        m_developerTools->setAttribute(Qt::WA_DeleteOnClose);
+        m_developerTools->setWindowTitle(QStringLiteral("Dialwise - Developer Tools"));
+        m_developerTools->resize(900, 600);
+        m_developerTools->setPage(new QWebEnginePage(m_profile, m_developerTools));
+        m_webView->page()->setDevToolsPage(m_developerTools->page());
+    }
+    if (m_webView->lastContextMenuRequest())
+        m_webView->page()->triggerAction(QWebEnginePage::InspectElement);
+    bringToFront(m_developerTools);
+}
+
+void GoogleVoiceWindow::closeEvent(QCloseEvent *event)
+{
+    // Hidden, never closed: the page and any call in progress stay alive.
+    hide();
+    event->ignore();
+}
+
+void GoogleVoiceWindow::showAndActivate()
+{
+    bringToFront(this);
+}
+
+void GoogleVoiceWindow::showAndCall(const QString &number)
+{
+    showAndActivate();
+    m_phoneField->setText(number);
+    initiateCall(number);
+}
+
+void GoogleVoiceWindow::callNumber()
+{
+    const QString text = m_phoneField->text().trimmed();
+    if (text.isEmpty())
+        return;
+    if (const std::optional<QString> number = m_callManager.normalizePhoneNumber(text)) {
+        initiateCall(*number);
+        return;
+    }
+    m_phoneField->clear();
+    m_phoneField->setPlaceholderText(kInvalidPlaceholder);
+    // Each invalid entry schedules its own restore; the first one due brings the hint back.
+    QTimer::singleShot(kInvalidHintMs, this, [this] { m_phoneField->setPlaceholderText(kPlaceholder); });
+}
+
+void GoogleVoiceWindow::initiateCall(const QString &number)
+{
+    const QString digits = phone::dialDigits(number);
+    m_phoneField->setText(m_callManager.formatForDisplay(number));
+    // An address with digits that cannot stand in a URL as written loads nothing; the call is
+    // recorded all the same, as the user did ask for it.
+    if (const std::optional<QUrl> address = voice::newCallUrl(digits))
+        loadInView(*address);
+    m_callManager.addToHistory(CallManager::CallRecord(number, m_callManager.now(), CallManager::Provider::googleVoice));
+    m_callManager.setLastCalledNumber(number);
+}
+
+} // namespace dialwise

@@ -1,0 +1,109 @@
+#include "WindowActivation.h"
+
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QPointer>
+#include <QWidget>
+#include <QWindow>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <cstring>
+
+Q_LOGGING_CATEGORY(lcActivation, "dialwise.webcall.activation")
+
+namespace dialwise {
+namespace {
+
+// Source indication of an EWMH _NET_ACTIVE_WINDOW request: 2 is "pager or other direct user
+// action", which window managers carry out without a focus-stealing check.
+constexpr quint32 kSourcePager = 2;
+
+xcb_connection_t *x11Connection()
+{
+    if (QGuiApplication::platformName() != u"xcb")
+        return nullptr;
+    auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 ? x11->connection() : nullptr;
+}
+
+void sendActiveWindowRequest(QWindow *window)
+{
+    xcb_connection_t *connection = x11Connection();
+    if (!connection || !window)
+        return;
+    static const char name[] = "_NET_ACTIVE_WINDOW";
+    xcb_intern_atom_reply_t *atom =
+        xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, sizeof name - 1, name), nullptr);
+    if (!atom)
+        return;
+    const auto windowId = static_cast<xcb_window_t>(window->winId());
+    xcb_window_t root = XCB_WINDOW_NONE;
+    if (xcb_query_tree_reply_t *tree = xcb_query_tree_reply(connection, xcb_query_tree(connection, windowId), nullptr)) {
+        root = tree->root;
+        std::free(tree);
+    }
+    if (root != XCB_WINDOW_NONE) {
+        xcb_client_message_event_t event;
+        std::memset(&event, 0, sizeof event);
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = windowId;
+        event.type = atom->atom;
+        event.data.data32[0] = kSourcePager;
+        event.data.data32[1] = XCB_CURRENT_TIME;
+        event.data.data32[2] = XCB_WINDOW_NONE; // no window of ours is active now
+        xcb_send_event(connection, 0, root,
+                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                       reinterpret_cast<const char *>(&event));
+        xcb_flush(connection);
+        qCDebug(lcActivation) << "asked the window manager to activate" << Qt::hex << windowId;
+    }
+    std::free(atom);
+}
+
+// The window manager only acts on a window it manages, which it does once the window is
+// mapped; a window shown just now is not yet, so the request waits for its first exposure.
+class SendWhenExposed final : public QObject
+{
+public:
+    explicit SendWhenExposed(QWindow *window)
+        : QObject(window)
+    {
+        window->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        auto *window = static_cast<QWindow *>(watched);
+        if (event->type() == QEvent::Expose && window->isExposed()) {
+            window->removeEventFilter(this);
+            sendActiveWindowRequest(window);
+            deleteLater();
+        }
+        return false;
+    }
+};
+
+} // namespace
+
+void bringToFront(QWidget *window)
+{
+    if (window->isMinimized())
+        window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->show();
+    window->raise();
+    window->activateWindow();
+    if (!x11Connection())
+        return;
+    QWindow *handle = window->windowHandle();
+    if (!handle)
+        return;
+    if (handle->isExposed())
+        sendActiveWindowRequest(handle);
+    else if (!handle->findChild<SendWhenExposed *>(QString(), Qt::FindDirectChildrenOnly))
+        new SendWhenExposed(handle);
+}
+
+} // namespace dialwise
