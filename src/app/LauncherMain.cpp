@@ -1,13 +1,24 @@
 // The `dialwise` program. It stays small on purpose: --explain, --help, --version and handing a
 // request to an already running Dialwise must not pay for loading the GUI or the web engine, so
 // those live in the dialwise-gui module, loaded only when this process becomes the running one.
+#include "BusNames.h"
+#include "CommandLine.h"
 #include "Explain.h"
+#include "GuiEntry.h"
+#include "RequestForwarder.h"
+#include "SessionBusClient.h"
 #include "VoiceAddress.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <cstdio>
 #include <cstring>
+#include <dlfcn.h>
+#include <limits.h>
+#include <stdlib.h>
+#include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -17,26 +28,96 @@ void printText(const QString &text, FILE *stream)
     std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
 }
 
-int explainCommand(const char *text)
+int explainCommand(const QString &text)
 {
-    const dialwise::Explanation explanation = dialwise::explain(QString::fromLocal8Bit(text), dialwise::voice::baseUrl());
+    const dialwise::Explanation explanation = dialwise::explain(text, dialwise::voice::baseUrl());
     printText(explanation.text, stdout);
     return explanation.dialable ? 0 : 1;
+}
+
+// Errors go to stderr; started from a link or a keyboard shortcut nobody reads stderr, so then
+// the desktop shows them as well.
+void reportFailure(dialwise::SessionBusClient &bus, const QString &error)
+{
+    printText(QStringLiteral("dialwise: ") + error + u'\n', stderr);
+    if (!isatty(STDERR_FILENO))
+        bus.notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), error);
+}
+
+// The module sits next to this program in a build tree and in <libdir>/dialwise when installed.
+void *openGuiModule(std::string *error)
+{
+    std::string candidates[2];
+    char self[PATH_MAX];
+    if (realpath("/proc/self/exe", self)) {
+        std::string dir(self);
+        dir.erase(dir.rfind('/') + 1);
+        candidates[0] = dir + dialwise::kGuiModuleFileName;
+    }
+    candidates[1] = DIALWISE_GUI_MODULE_INSTALL_DIR "/" + std::string(dialwise::kGuiModuleFileName);
+    for (const std::string &path : candidates) {
+        if (path.empty() || access(path.c_str(), R_OK) != 0)
+            continue;
+        if (void *module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
+            return module;
+        *error = dlerror();
+        return nullptr;
+    }
+    *error = "dialwise-gui.so not found next to dialwise nor in " DIALWISE_GUI_MODULE_INSTALL_DIR;
+    return nullptr;
+}
+
+int becomeDialwise(int argc, char **argv, const dialwise::LaunchRequest &request)
+{
+    std::string error;
+    void *module = openGuiModule(&error);
+    auto entry = module ? reinterpret_cast<DialwiseGuiMain>(dlsym(module, dialwise::kGuiEntrySymbol)) : nullptr;
+    if (!entry) {
+        std::fprintf(stderr, "dialwise: cannot load the window: %s\n", module ? dlerror() : error.c_str());
+        return 1;
+    }
+    return entry(argc, argv, &request);
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--explain") == 0) {
-            if (i + 1 >= argc) {
-                std::fputs("dialwise: --explain needs a text\n", stderr);
-                return 2;
-            }
-            return explainCommand(argv[i + 1]);
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+
+    const dialwise::CommandLine line = dialwise::CommandLine::parse(arguments);
+    switch (line.action) {
+    case dialwise::CommandLine::Action::help:
+        printText(dialwise::CommandLine::helpText(), stdout);
+        return 0;
+    case dialwise::CommandLine::Action::version:
+        printText(dialwise::CommandLine::versionText(), stdout);
+        return 0;
+    case dialwise::CommandLine::Action::explain:
+        return explainCommand(line.explainText);
+    case dialwise::CommandLine::Action::usageError:
+        printText(QStringLiteral("dialwise: ") + line.error + u'\n', stderr);
+        return dialwise::CommandLine::kUsageExitCode;
+    case dialwise::CommandLine::Action::run:
+        break;
+    }
+
+    QString busError;
+    if (std::unique_ptr<dialwise::SessionBusClient> bus = dialwise::SessionBusClient::connect(&busError)) {
+        const dialwise::RequestForwarder::Result result = dialwise::RequestForwarder(*bus).forward(line.request);
+        switch (result.status) {
+        case dialwise::RequestForwarder::Result::Status::delivered:
+            return 0;
+        case dialwise::RequestForwarder::Result::Status::failed:
+            reportFailure(*bus, result.error);
+            return 1;
+        case dialwise::RequestForwarder::Result::Status::noInstance:
+            break;
         }
     }
-    std::fputs("dialwise: only --explain is available in this build\n", stderr);
-    return 2;
+    // Nothing runs yet (or there is no bus to ask): this process becomes Dialwise. The GUI module
+    // tells the user once when it has to run without a bus.
+    return becomeDialwise(argc, argv, line.request);
 }

@@ -1,0 +1,222 @@
+#include "AppDelegate.h"
+
+#include "BusNames.h"
+#include "CallManager.h"
+#include "DBusServices.h"
+#include "GoogleVoiceWindow.h"
+#include "InboundRequests.h"
+#include "TrayMenuModel.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QCursor>
+#include <QDBusConnection>
+#include <QFile>
+#include <QFont>
+#include <QIcon>
+#include <QLocale>
+#include <QLoggingCategory>
+#include <QMenu>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QSystemTrayIcon>
+
+Q_LOGGING_CATEGORY(lcShell, "dialwise.shell")
+
+namespace dialwise {
+namespace {
+
+constexpr char kDesktopEntry[] = DIALWISE_APP_ID ".desktop";
+
+QIcon trayIcon()
+{
+    // The desktop theme's phone where it has one; ours where it does not.
+    return QIcon::fromTheme(QStringLiteral("call-start"),
+                            QIcon::fromTheme(QStringLiteral("phone"), QIcon(QStringLiteral(":/dialwise/phone.svg"))));
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(QObject *parent)
+    : QObject(parent)
+    , m_callManager(CallManager::shared())
+{
+}
+
+AppDelegate::~AppDelegate()
+{
+    delete m_gvWindow;
+    delete m_menu;
+}
+
+std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)
+{
+    m_gvWindow = new GoogleVoiceWindow(m_callManager);
+    setupMenuBar();
+    registerAsURLHandler();
+    registerServices();
+
+    std::optional<QString> error;
+    switch (startRequest.kind) {
+    case LaunchRequest::Kind::activate:
+        break;
+    case LaunchRequest::Kind::openUris:
+        for (const QString &uri : startRequest.uris)
+            handleURLEvent(uri);
+        break;
+    case LaunchRequest::Kind::callText:
+        error = handlePhoneCall(startRequest.text);
+        break;
+    case LaunchRequest::Kind::callSelection:
+        error = callSelection();
+        break;
+    }
+
+    window().showAndActivate();
+    return error;
+}
+
+void AppDelegate::applicationShouldHandleReopen()
+{
+    window().showAndActivate();
+}
+
+void AppDelegate::handleURLEvent(const QString &url)
+{
+    const InboundAction action = InboundRequests::forUrl(url);
+    if (action.kind == InboundAction::Kind::call)
+        window().showAndCall(action.text);
+}
+
+std::optional<QString> AppDelegate::handlePhoneCall(const std::optional<QString> &text)
+{
+    const InboundAction action = InboundRequests::forText(text);
+    if (action.kind == InboundAction::Kind::call) {
+        window().showAndCall(action.text);
+        return std::nullopt;
+    }
+    return action.text;
+}
+
+std::optional<QString> AppDelegate::callSelection()
+{
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    if (!clipboard || !clipboard->supportsSelection())
+        return handlePhoneCall(std::nullopt);
+    const QString text = clipboard->text(QClipboard::Selection);
+    return handlePhoneCall(text.isEmpty() ? std::nullopt : std::optional<QString>(text));
+}
+
+void AppDelegate::showWindow()
+{
+    window().showAndActivate();
+}
+
+void AppDelegate::quit()
+{
+    QCoreApplication::quit();
+}
+
+void AppDelegate::setupMenuBar()
+{
+    m_statusItem = new QSystemTrayIcon(trayIcon(), this);
+    m_statusItem->setToolTip(QStringLiteral("Dialwise"));
+    // A left click opens the same menu as a right click: the menu is all the icon offers.
+    connect(m_statusItem, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger && m_menu)
+            m_menu->popup(QCursor::pos());
+    });
+    updateMenu();
+    m_statusItem->show();
+}
+
+void AppDelegate::updateMenu()
+{
+    const QList<TrayMenuEntry> entries =
+        TrayMenuModel::build(m_callManager.callHistory(), m_callManager.now(), QLocale().name());
+
+    auto *menu = new QMenu();
+    for (const TrayMenuEntry &entry : entries) {
+        if (entry.kind == TrayMenuEntry::Kind::separator) {
+            menu->addSeparator();
+            continue;
+        }
+        QAction *action = menu->addAction(entry.title);
+        action->setEnabled(entry.enabled);
+        if (!entry.shortcut.isEmpty()) {
+            action->setShortcut(QKeySequence(entry.shortcut, QKeySequence::PortableText));
+            action->setShortcutVisibleInContextMenu(true);
+        }
+        switch (entry.kind) {
+        case TrayMenuEntry::Kind::header: {
+            QFont font = action->font();
+            font.setBold(true);
+            font.setPointSize(TrayMenuModel::kHeaderPointSize);
+            action->setFont(font);
+            break;
+        }
+        case TrayMenuEntry::Kind::showWindow:
+            connect(action, &QAction::triggered, this, &AppDelegate::showWindow);
+            break;
+        case TrayMenuEntry::Kind::historyCall:
+            action->setData(entry.number);
+            connect(action, &QAction::triggered, this, [this, action] { callFromHistory(action); });
+            break;
+        case TrayMenuEntry::Kind::quit:
+            connect(action, &QAction::triggered, this, &AppDelegate::quit);
+            break;
+        case TrayMenuEntry::Kind::historyHeading:
+        case TrayMenuEntry::Kind::separator:
+            break;
+        }
+    }
+
+    m_statusItem->setContextMenu(menu);
+    // The old menu may be the one whose item is being handled right now.
+    if (m_menu)
+        m_menu->deleteLater();
+    m_menu = menu;
+}
+
+void AppDelegate::callFromHistory(QAction *item)
+{
+    const QVariant number = item ? item->data() : QVariant();
+    if (number.typeId() != QMetaType::QString)
+        return;
+    window().showAndCall(number.toString());
+    updateMenu();
+}
+
+void AppDelegate::registerAsURLHandler()
+{
+    // Only where the desktop entry is installed: pointing the schemes at a missing entry would
+    // leave links with no handler at all.
+    if (QStandardPaths::locate(QStandardPaths::ApplicationsLocation, QString::fromLatin1(kDesktopEntry)).isEmpty())
+        return;
+    // One run for both schemes: two xdg-mime runs at once would race on mimeapps.list. Fire and
+    // forget: a desktop without xdg-utils simply keeps its current handlers.
+    QProcess::startDetached(QStringLiteral("xdg-mime"),
+                            {QStringLiteral("default"), QString::fromLatin1(kDesktopEntry),
+                             QStringLiteral("x-scheme-handler/tel"), QStringLiteral("x-scheme-handler/callto")});
+}
+
+void AppDelegate::registerServices()
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    m_exported = new QObject(this);
+    new ApplicationAdaptor(m_exported, *this);
+    new CallsAdaptor(m_exported, *this);
+    if (!bus.registerObject(QString::fromLatin1(bus::kObjectPath), m_exported, QDBusConnection::ExportAdaptors))
+        qCWarning(lcShell) << "could not export" << bus::kObjectPath << bus.lastError().message();
+}
+
+GoogleVoiceWindow &AppDelegate::window() const
+{
+    // Made first thing at launch and kept for the whole run.
+    Q_ASSERT(m_gvWindow);
+    return *m_gvWindow;
+}
+
+} // namespace dialwise

@@ -1,0 +1,100 @@
+#include "CommandLine.h"
+
+namespace dialwise {
+namespace {
+
+CommandLine usageError(const QString &message)
+{
+    CommandLine line;
+    line.action = CommandLine::Action::usageError;
+    line.error = message;
+    return line;
+}
+
+} // namespace
+
+CommandLine CommandLine::parse(const QStringList &arguments)
+{
+    CommandLine line;
+    bool callText = false;
+    bool callSelection = false;
+    bool optionsEnded = false;
+    QStringList uris;
+
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments[i];
+        if (optionsEnded || !argument.startsWith(u'-') || argument == u"-") {
+            uris.append(argument);
+            continue;
+        }
+        if (argument == u"--") {
+            optionsEnded = true;
+        } else if (argument == u"--help" || argument == u"-h") {
+            line.action = Action::help;
+            return line;
+        } else if (argument == u"--version") {
+            line.action = Action::version;
+            return line;
+        } else if (argument == u"--explain") {
+            if (i + 1 >= arguments.size())
+                return usageError(QStringLiteral("--explain needs a text"));
+            line.action = Action::explain;
+            line.explainText = arguments[i + 1];
+            return line;
+        } else if (argument == u"--call-text") {
+            if (i + 1 >= arguments.size())
+                return usageError(QStringLiteral("--call-text needs a text"));
+            if (callText)
+                return usageError(QStringLiteral("--call-text given twice"));
+            callText = true;
+            line.request.text = arguments[++i];
+        } else if (argument == u"--call-selection") {
+            callSelection = true;
+        } else {
+            return usageError(QStringLiteral("unknown option %1 (see dialwise --help)").arg(argument));
+        }
+    }
+
+    // One request per start: the running instance answers exactly one thing, so a mix would
+    // leave part of it silently undone.
+    if (int(callText) + int(callSelection) + int(!uris.isEmpty()) > 1)
+        return usageError(QStringLiteral("give links, --call-text or --call-selection, not several of them"));
+
+    if (callText) {
+        line.request.kind = LaunchRequest::Kind::callText;
+    } else if (callSelection) {
+        line.request.kind = LaunchRequest::Kind::callSelection;
+    } else if (!uris.isEmpty()) {
+        line.request.kind = LaunchRequest::Kind::openUris;
+        line.request.uris = uris;
+    }
+    return line;
+}
+
+QString CommandLine::helpText()
+{
+    return QStringLiteral(
+        "Usage: dialwise [LINK...]\n"
+        "       dialwise --call-text TEXT | --call-selection\n"
+        "       dialwise --explain TEXT | --help | --version\n"
+        "\n"
+        "Places calls through the Google Voice web app in Dialwise's own window. Starts Dialwise\n"
+        "when it is not running yet; otherwise hands the request to the running Dialwise.\n"
+        "\n"
+        "  LINK...            call the number in each tel:, callto: or dialwise://dial?number= link\n"
+        "  (no arguments)     show the Dialwise window\n"
+        "  --call-text TEXT   call the phone number found in TEXT\n"
+        "  --call-selection   call the phone number in the selected text (X11 primary selection)\n"
+        "  --explain TEXT     print what would be dialled for TEXT, and nothing else\n"
+        "  --help             print this text\n"
+        "  --version          print the version\n"
+        "\n"
+        "Exit status: 0 done, 1 the request failed (reason on stderr), 2 wrong arguments.\n");
+}
+
+QString CommandLine::versionText()
+{
+    return QStringLiteral("dialwise " DIALWISE_VERSION "\n");
+}
+
+} // namespace dialwise

@@ -1,0 +1,61 @@
+#include "DBusServices.h"
+
+#include "AppDelegate.h"
+#include "BusNames.h"
+#include "InboundRequests.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+
+namespace dialwise {
+
+ApplicationAdaptor::ApplicationAdaptor(QObject *exported, AppDelegate &delegate)
+    : QDBusAbstractAdaptor(exported)
+    , m_delegate(delegate)
+{
+}
+
+void ApplicationAdaptor::Activate(const QVariantMap &)
+{
+    m_delegate.applicationShouldHandleReopen();
+}
+
+void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &)
+{
+    for (const QString &uri : uris)
+        m_delegate.handleURLEvent(uri);
+}
+
+void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &)
+{
+    // Only "quit" exists; unknown actions are ignored as the desktop's launchers expect.
+    if (actionName == u"quit")
+        m_delegate.quit();
+}
+
+CallsAdaptor::CallsAdaptor(QObject *exported, AppDelegate &delegate)
+    : QDBusAbstractAdaptor(exported)
+    , m_delegate(delegate)
+{
+}
+
+void CallsAdaptor::HandlePhoneCall(const QString &text)
+{
+    answer(m_delegate.handlePhoneCall(text));
+}
+
+void CallsAdaptor::CallSelection()
+{
+    answer(m_delegate.callSelection());
+}
+
+void CallsAdaptor::answer(const std::optional<QString> &error)
+{
+    if (!error || !calledFromDBus())
+        return;
+    const char *name = *error == QLatin1String(InboundRequests::kNoTextError) ? bus::kNoTextErrorName
+                                                                               : bus::kNoNumberErrorName;
+    sendErrorReply(QString::fromLatin1(name), *error);
+}
+
+} // namespace dialwise

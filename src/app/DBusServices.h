@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QDBusAbstractAdaptor>
+#include <QDBusContext>
+#include <QStringList>
+#include <QVariantList>
+#include <QVariantMap>
+
+namespace dialwise {
+
+class AppDelegate;
+
+// org.freedesktop.Application on /app/dialwise/Dialwise: how launchers, file managers and
+// `dialwise LINK` reach the running instance. It translates calls to AppDelegate and decides
+// nothing itself.
+class ApplicationAdaptor final : public QDBusAbstractAdaptor
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+
+public:
+    ApplicationAdaptor(QObject *exported, AppDelegate &delegate);
+
+public Q_SLOTS:
+    void Activate(const QVariantMap &platformData);
+    void Open(const QStringList &uris, const QVariantMap &platformData);
+    void ActivateAction(const QString &actionName, const QVariantList &parameter, const QVariantMap &platformData);
+
+private:
+    AppDelegate &m_delegate;
+};
+
+// app.dialwise.Dialwise.Calls: text to search for a number. Failures come back as D-Bus errors
+// whose message is the sentence to show the user.
+class CallsAdaptor final : public QDBusAbstractAdaptor, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "app.dialwise.Dialwise.Calls")
+
+public:
+    CallsAdaptor(QObject *exported, AppDelegate &delegate);
+
+public Q_SLOTS:
+    void HandlePhoneCall(const QString &text);
+    void CallSelection();
+
+private:
+    void answer(const std::optional<QString> &error);
+
+    AppDelegate &m_delegate;
+};
+
+} // namespace dialwise

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+
+#include <optional>
+
+namespace dialwise {
+
+// What to do with a call request from another program. The decision is made here, in plain
+// QtCore, so every case is tested without a window; the application only carries it out.
+struct InboundAction
+{
+    enum class Kind {
+        call,   // showAndCall(text) in the web window
+        ignore, // drop silently: links without a usable number get no message
+        reject, // answer the requesting program with the error `text`
+    };
+
+    Kind kind = Kind::ignore;
+    QString text;
+
+    static InboundAction call(QString number) { return {Kind::call, std::move(number)}; }
+    static InboundAction ignore() { return {Kind::ignore, {}}; }
+    static InboundAction reject(QString error) { return {Kind::reject, std::move(error)}; }
+
+    bool operator==(const InboundAction &) const = default;
+};
+
+class InboundRequests final
+{
+public:
+    static constexpr char kNoTextError[] = "No text provided";
+    static constexpr char kNoNumberError[] = "No valid phone number found";
+
+    // A link opened with Dialwise (tel:, callto:, dialwise:, or anything else handed to it).
+    // "dialwise://...?number=V" calls V exactly as written once percent-decoded, unchecked: the
+    // program that built the link has already decided what to dial. Everything else, and
+    // dialwise links without a usable "number" item, is normalised as a whole.
+    static InboundAction forUrl(QStringView url);
+
+    // Text handed over to be searched for a number (--call-text, the primary selection).
+    // No text, or empty text, is an error of its own so the user learns that nothing arrived.
+    static InboundAction forText(const std::optional<QString> &text);
+
+private:
+    // The value of the first query item named exactly "number", if that item has a value;
+    // no value when the link cannot be parsed or holds no such item.
+    static std::optional<QString> numberItem(QStringView url);
+};
+
+} // namespace dialwise

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace dialwise {
+
+// What one start of `dialwise` asks of the running Dialwise. The launcher either forwards it over
+// D-Bus or, when nothing is running yet, hands it to the instance it becomes.
+struct LaunchRequest
+{
+    enum class Kind {
+        activate,      // no arguments: show the window
+        openUris,      // positional arguments: tel:, callto:, dialwise: links, in order
+        callText,      // --call-text TEXT: call the number found in the text
+        callSelection, // --call-selection: call the number in the X11 primary selection
+    };
+
+    Kind kind = Kind::activate;
+    QStringList uris;
+    QString text;
+
+    bool operator==(const LaunchRequest &) const = default;
+};
+
+} // namespace dialwise
