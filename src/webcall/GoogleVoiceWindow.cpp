@@ -32,6 +32,13 @@
 
 Q_LOGGING_CATEGORY(lcWebCall, "dialwise.webcall")
 
+// The icons are compiled into this static library; its resources must be registered by hand,
+// and Q_INIT_RESOURCE only works outside a namespace.
+static void initWebcallResources()
+{
+    Q_INIT_RESOURCE(webcall);
+}
+
 namespace dialwise {
 namespace {
 
@@ -104,6 +111,7 @@ GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, QWebEngineProfile
     , m_callManager(callManager)
     , m_profile(profile)
 {
+    initWebcallResources();
     if (m_profile)
         prepareVoiceProfile(m_profile);
     else

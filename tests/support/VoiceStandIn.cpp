@@ -104,8 +104,22 @@ void VoiceStandIn::onNewConnection()
                 buffer->remove(0, end + 4);
                 const QString requestLine = QString::fromLatin1(head.left(head.indexOf("\r\n") < 0 ? head.size() : head.indexOf("\r\n")));
                 m_requestLines.append(requestLine);
+                const QString target = requestLine.section(u' ', 1, 1);
+                const Stall stall = m_stalls.value(target.section(u'?', 0, 0), Stall::answer);
+                if (stall == Stall::noAnswer) {
+                    Q_EMIT requestReceived(requestLine);
+                    continue;
+                }
+                if (stall == Stall::partialBody) {
+                    // Announces far more than it sends, so the page stays loading.
+                    socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/html; charset=utf-8\r\n"
+                                  "Cache-Control: no-store\r\nContent-Length: 1000000\r\n\r\n"
+                                  "<!DOCTYPE html><html><head><title>partial</title></head><body><p>partial");
+                    Q_EMIT requestReceived(requestLine);
+                    continue;
+                }
                 int status = 200;
-                const QByteArray body = pageFor(requestLine.section(u' ', 1, 1), &status);
+                const QByteArray body = pageFor(target, &status);
                 QByteArray response = "HTTP/1.1 " + QByteArray::number(status) + (status == 200 ? " OK" : " Not Found")
                     + "\r\nContent-Type: text/html; charset=utf-8\r\nCache-Control: no-store\r\nContent-Length: "
                     + QByteArray::number(body.size()) + "\r\n\r\n" + body;
@@ -144,6 +158,10 @@ QByteArray VoiceStandIn::pageFor(const QString &target, int *status) const
     if (path == u"/styled") {
         return "<!DOCTYPE html><html><head><title>styled</title><style id=\"dialwise-style\">/* mine */</style></head>"
                "<body>already styled</body></html>";
+    }
+    if (path == u"/cookie") {
+        return htmlPage("cookie", "<p id=\"cookies\"></p><script>document.cookie='standin=1; path=/';"
+                                  "document.getElementById('cookies').textContent=document.cookie;</script>");
     }
     if (path.startsWith(u"/page/")) {
         const QByteArray name = escaped(path.mid(6));

@@ -22,6 +22,7 @@ namespace dialwise::testing {
 //                      "mic: denied <error name>"
 //   /page/<name>       a plain page titled <name> with links to /page/a, /page/b, /page/c
 //   /styled            a page that already holds an element with id "dialwise-style"
+//   /cookie            sets a session cookie "standin=1" (no expiry) and shows document.cookie
 //   anything else      a plain page naming its path (favicon.ico gets 404)
 class VoiceStandIn final : public QObject
 {
@@ -52,6 +53,14 @@ public:
     // Serves this body (text/html) for the given path instead of the built-in page.
     void setPage(const QString &path, const QByteArray &html) { m_pages.insert(path, html); }
 
+    // How requests for a path (query ignored) are answered, for loads that must hang:
+    //   answer       normally (the default)
+    //   noAnswer     the request is recorded and the connection kept open, but nothing is sent
+    //   partialBody  the head and the start of the page go out, then nothing more: the browser
+    //                has a document in hand that never finishes loading
+    enum class Stall { answer, noAnswer, partialBody };
+    void setStall(const QString &path, Stall stall) { m_stalls.insert(path, stall); }
+
 Q_SIGNALS:
     void requestReceived(const QString &requestLine);
 
@@ -62,6 +71,7 @@ private:
     QTcpServer m_server;
     QStringList m_requestLines;
     QHash<QString, QByteArray> m_pages;
+    QHash<QString, Stall> m_stalls;
 };
 
 } // namespace dialwise::testing

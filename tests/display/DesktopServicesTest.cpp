@@ -1,0 +1,189 @@
+// The calling core against a real desktop: a private D-Bus session with a notification server
+// owned by this test, and a recording xdg-open first on PATH standing in for the browser.
+#include "LinuxDesktopServices.h"
+#include "TestCallManager.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVariantMap>
+
+#include <gtest/gtest.h>
+
+using dialwise::CallManager;
+using dialwise::LinuxDesktopServices;
+using dialwise::testing::CallManagerRig;
+using dialwise::testing::TestCallManager;
+
+namespace {
+
+QTemporaryDir *g_bin = nullptr;
+
+QString openedLogPath()
+{
+    return g_bin->filePath(QStringLiteral("opened.log"));
+}
+
+QStringList openedUrls()
+{
+    QFile log(openedLogPath());
+    if (!log.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(log.readAll()).split(u'\n', Qt::SkipEmptyParts);
+}
+
+// Records every Notify call, like a desktop's notification daemon would receive them.
+class NotificationServer final : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    struct Received
+    {
+        QString appName;
+        QString summary;
+        QString body;
+    };
+    QList<Received> received;
+    QStringList capabilities{QStringLiteral("body")};
+
+public Q_SLOTS:
+    QStringList GetCapabilities() { return capabilities; }
+    uint Notify(const QString &appName, uint, const QString &, const QString &summary, const QString &body,
+                const QStringList &, const QVariantMap &, int)
+    {
+        received.append({appName, summary, body});
+        return static_cast<uint>(received.size());
+    }
+};
+
+class DesktopServices : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        QFile::remove(openedLogPath());
+        // The server has a connection of its own, so every notification really crosses the bus.
+        m_serverBus = std::make_unique<QDBusConnection>(
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("notification-server")));
+        ASSERT_TRUE(m_serverBus->isConnected()) << "run this test inside a D-Bus session";
+        ASSERT_TRUE(m_serverBus->registerObject(QStringLiteral("/org/freedesktop/Notifications"), &m_server,
+                                                QDBusConnection::ExportAllSlots));
+        ASSERT_TRUE(m_serverBus->registerService(QStringLiteral("org.freedesktop.Notifications")));
+    }
+
+    void TearDown() override
+    {
+        m_serverBus->unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+        m_serverBus->unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
+        QDBusConnection::disconnectFromBus(QStringLiteral("notification-server"));
+    }
+
+    std::unique_ptr<TestCallManager> makeManager(CallManager::Provider provider = CallManager::Provider::googleVoice)
+    {
+        m_rig.settings->values.insert(QStringLiteral("selectedProvider"), CallManager::rawValue(provider));
+        CallManager::Services services = m_rig.services();
+        services.desktop = std::make_shared<LinuxDesktopServices>();
+        return std::make_unique<TestCallManager>(services);
+    }
+
+    bool waitForNotifications(int count) { return QTest::qWaitFor([&] { return m_server.received.size() >= count; }, 5000); }
+
+    CallManagerRig m_rig;
+    NotificationServer m_server;
+    std::unique_ptr<QDBusConnection> m_serverBus;
+};
+
+TEST_F(DesktopServices, googleVoice_notifiesOnceAndOpensNewCallAddress)
+{
+    auto manager = makeManager();
+    manager->call(QStringLiteral("5551234567"));
+
+    ASSERT_TRUE(waitForNotifications(1));
+    ASSERT_TRUE(QTest::qWaitFor([] { return !openedUrls().isEmpty(); }, 5000)) << "xdg-open was not run";
+    QTest::qWait(200); // time for a second, unwanted notification to show up
+    ASSERT_EQ(m_server.received.size(), 1);
+    EXPECT_EQ(m_server.received[0].appName, QStringLiteral("Dialwise"));
+    EXPECT_EQ(m_server.received[0].summary, QStringLiteral("Dialwise \u2192 Google Voice"));
+    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Calling (555) 123-4567..."));
+    EXPECT_EQ(openedUrls(), QStringList{QStringLiteral("https://voice.google.com/u/0/calls?a=nc,%2B15551234567")});
+}
+
+TEST_F(DesktopServices, browserTel_opensTelUrlWithoutNotification)
+{
+    auto manager = makeManager(CallManager::Provider::browserTel);
+    manager->call(QStringLiteral("+1 555 123 4567"));
+
+    ASSERT_TRUE(QTest::qWaitFor([] { return !openedUrls().isEmpty(); }, 5000));
+    EXPECT_EQ(openedUrls(), QStringList{QStringLiteral("tel:+15551234567")});
+    QTest::qWait(200);
+    EXPECT_TRUE(m_server.received.isEmpty());
+}
+
+TEST_F(DesktopServices, invalidNumber_notifiesWithTextAsPassed)
+{
+    auto manager = makeManager();
+    manager->call(QStringLiteral(" 12345 "));
+
+    ASSERT_TRUE(waitForNotifications(1));
+    EXPECT_EQ(m_server.received[0].summary, QStringLiteral("Dialwise"));
+    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Invalid phone number:  12345 "));
+    EXPECT_TRUE(manager->callHistory().isEmpty());
+}
+
+TEST_F(DesktopServices, serverWithoutMarkup_getsBodyAsTyped)
+{
+    auto manager = makeManager();
+    manager->call(QStringLiteral("<b>&amp;"));
+
+    ASSERT_TRUE(waitForNotifications(1));
+    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Invalid phone number: <b>&amp;"));
+}
+
+TEST_F(DesktopServices, serverWithMarkup_getsEscapedBodySoUserSeesItAsTyped)
+{
+    m_server.capabilities << QStringLiteral("body-markup");
+    auto manager = makeManager();
+    manager->call(QStringLiteral("<b>&amp;"));
+
+    ASSERT_TRUE(waitForNotifications(1));
+    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Invalid phone number: &lt;b&gt;&amp;amp;"));
+}
+
+TEST_F(DesktopServices, noNotificationServer_isSilentAndCallStillRecorded)
+{
+    m_serverBus->unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+    auto manager = makeManager();
+    manager->call(QStringLiteral("5551234567"));
+
+    ASSERT_TRUE(QTest::qWaitFor([] { return !openedUrls().isEmpty(); }, 5000));
+    QTest::qWait(300);
+    EXPECT_TRUE(m_server.received.isEmpty());
+    EXPECT_EQ(manager->callHistory().size(), 1);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // A recording xdg-open first on PATH stands in for the user's browser and tel: handler.
+    QTemporaryDir bin;
+    g_bin = &bin;
+    QFile script(bin.filePath(QStringLiteral("xdg-open")));
+    if (!script.open(QIODevice::WriteOnly))
+        return 2;
+    script.write("#!/bin/sh\nprintf '%s\\n' \"$*\" >> \"" + bin.filePath(QStringLiteral("opened.log")).toUtf8() + "\"\n");
+    script.close();
+    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("PATH", bin.path().toUtf8() + ':' + qgetenv("PATH"));
+
+    QApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
+
+#include "DesktopServicesTest.moc"

@@ -1,0 +1,158 @@
+// The "Dial Number" dialog as a user meets it: typing and Return, the buttons, the layout, and
+// what CallManager does with each answer.
+#include "DialDialog.h"
+#include "LinuxDesktopServices.h"
+#include "TestCallManager.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using dialwise::CallManager;
+using dialwise::DialDialog;
+using dialwise::LinuxDesktopServices;
+using dialwise::testing::CallManagerRig;
+using dialwise::testing::TestCallManager;
+
+namespace {
+
+// Runs `act` on the dialog once it is showing modally.
+void whenDialogShows(std::function<void(DialDialog *)> act)
+{
+    QTimer::singleShot(0, [act] {
+        auto *dialog = qobject_cast<DialDialog *>(QApplication::activeModalWidget());
+        ASSERT_NE(dialog, nullptr) << "no modal dialog is showing";
+        act(dialog);
+    });
+}
+
+// Real dialog, fake everything else: the dialog decides what the user typed, the fakes record
+// what CallManager then did with it.
+class RealDialogDesktop final : public dialwise::DesktopServices
+{
+public:
+    explicit RealDialogDesktop(std::shared_ptr<dialwise::testing::FakeDesktopServices> recorder)
+        : m_recorder(std::move(recorder))
+    {
+    }
+    void openUrl(const QUrl &url) override { m_recorder->openUrl(url); }
+    void showNotification(const QString &title, const QString &body) override { m_recorder->showNotification(title, body); }
+    std::optional<QString> runDialDialog() override { return LinuxDesktopServices(QDBusConnection(QString())).runDialDialog(); }
+
+private:
+    std::shared_ptr<dialwise::testing::FakeDesktopServices> m_recorder;
+};
+
+std::unique_ptr<TestCallManager> managerWithRealDialog(const CallManagerRig &rig)
+{
+    CallManager::Services services = rig.services();
+    services.desktop = std::make_shared<RealDialogDesktop>(rig.desktop);
+    return std::make_unique<TestCallManager>(services);
+}
+
+} // namespace
+
+TEST(DialDialog, layout_showsTextsFieldAndButtonsInOrder)
+{
+    DialDialog dialog;
+    dialog.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&dialog));
+
+    QStringList labels;
+    for (QLabel *label : dialog.findChildren<QLabel *>())
+        labels << label->text();
+    EXPECT_TRUE(labels.contains(QStringLiteral("Dial Number")));
+    EXPECT_TRUE(labels.contains(QStringLiteral("Enter a phone number to call:")));
+
+    EXPECT_EQ(dialog.numberField()->size(), QSize(250, 24));
+    EXPECT_EQ(dialog.numberField()->placeholderText(), QStringLiteral("+1 (555) 123-4567"));
+    EXPECT_TRUE(dialog.numberField()->hasFocus());
+
+    EXPECT_EQ(dialog.callButton()->text(), QStringLiteral("Call"));
+    EXPECT_EQ(dialog.cancelButton()->text(), QStringLiteral("Cancel"));
+    EXPECT_TRUE(dialog.callButton()->isDefault());
+    EXPECT_LT(dialog.callButton()->x(), dialog.cancelButton()->x()) << "\"Call\" comes first";
+}
+
+TEST(DialDialog, returnInField_answersTextAsTyped)
+{
+    whenDialogShows([](DialDialog *dialog) {
+        QTest::keyClicks(dialog->numberField(), QStringLiteral(" 555 123 4567 "));
+        QTest::keyClick(dialog->numberField(), Qt::Key_Return);
+    });
+    DialDialog dialog;
+    EXPECT_EQ(dialog.ask(), std::optional<QString>(QStringLiteral(" 555 123 4567 ")));
+}
+
+TEST(DialDialog, cancelButtonAndEscape_answerNothing)
+{
+    for (bool escape : {false, true}) {
+        whenDialogShows([escape](DialDialog *dialog) {
+            QTest::keyClicks(dialog->numberField(), QStringLiteral("5551234567"));
+            if (escape)
+                QTest::keyClick(dialog->numberField(), Qt::Key_Escape);
+            else
+                QTest::mouseClick(dialog->cancelButton(), Qt::LeftButton);
+        });
+        DialDialog dialog;
+        EXPECT_EQ(dialog.ask(), std::nullopt) << (escape ? "Escape" : "Cancel");
+    }
+}
+
+TEST(DialDialog, callWithNumber_placesOneCall)
+{
+    CallManagerRig rig;
+    auto manager = managerWithRealDialog(rig);
+    whenDialogShows([](DialDialog *dialog) {
+        QTest::keyClicks(dialog->numberField(), QStringLiteral("(555) 123-4567"));
+        QTest::mouseClick(dialog->callButton(), Qt::LeftButton);
+    });
+    manager->showDialDialog();
+
+    ASSERT_EQ(manager->callHistory().size(), 1);
+    EXPECT_EQ(manager->callHistory().front().number, QStringLiteral("5551234567"));
+    ASSERT_EQ(rig.desktop->openedUrls.size(), 1);
+    EXPECT_EQ(rig.desktop->openedUrls.front().toString(QUrl::FullyEncoded),
+              QStringLiteral("https://voice.google.com/u/0/calls?a=nc,%2B15551234567"));
+}
+
+TEST(DialDialog, callWithEmptyField_doesNothing)
+{
+    CallManagerRig rig;
+    auto manager = managerWithRealDialog(rig);
+    whenDialogShows([](DialDialog *dialog) { QTest::mouseClick(dialog->callButton(), Qt::LeftButton); });
+    manager->showDialDialog();
+
+    EXPECT_TRUE(manager->callHistory().isEmpty());
+    EXPECT_TRUE(rig.desktop->openedUrls.isEmpty());
+    EXPECT_TRUE(rig.desktop->notifications.isEmpty());
+}
+
+TEST(DialDialog, callWithBlanksOnly_reportsInvalidNumber)
+{
+    CallManagerRig rig;
+    auto manager = managerWithRealDialog(rig);
+    whenDialogShows([](DialDialog *dialog) {
+        QTest::keyClicks(dialog->numberField(), QStringLiteral("   "));
+        QTest::keyClick(dialog->numberField(), Qt::Key_Return);
+    });
+    manager->showDialDialog();
+
+    EXPECT_TRUE(manager->callHistory().isEmpty());
+    ASSERT_EQ(rig.desktop->notifications.size(), 1);
+    EXPECT_EQ(rig.desktop->notifications.front().body, QStringLiteral("Invalid phone number:    "));
+}
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,67 @@
+#include "WindowTestRig.h"
+
+#include "VoiceAddress.h"
+
+#include <QTest>
+#include <QWebEnginePage>
+#include <QWebEngineProfile>
+#include <QWebEngineView>
+
+#include <gtest/gtest.h>
+
+namespace dialwise::testing {
+
+WindowRig::WindowRig()
+{
+    EXPECT_TRUE(standIn.start());
+    qputenv(voice::kBaseUrlVariable, standIn.baseUrl().toString().toUtf8());
+    // No storage name: off the record, so no test sees another's cookies or cache.
+    profile = new QWebEngineProfile();
+    window = std::make_unique<GoogleVoiceWindow>(callManager, profile);
+}
+
+WindowRig::~WindowRig()
+{
+    window.reset();
+    delete profile;
+}
+
+QWebEnginePage *WindowRig::page() const
+{
+    return window->webView()->page();
+}
+
+QString WindowRig::currentTarget() const
+{
+    const QUrl url = page()->url();
+    return url.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded);
+}
+
+bool WindowRig::waitForPage(const QString &target, int timeoutMs)
+{
+    return QTest::qWaitFor([&] { return !page()->isLoading() && currentTarget() == target; }, timeoutMs);
+}
+
+void WindowRig::navigate(const QString &target)
+{
+    window->webView()->load(QUrl(standIn.baseUrl().toString() + target));
+}
+
+QVariant evaluate(QWebEnginePage *page, const QString &script, int timeoutMs)
+{
+    struct Result
+    {
+        bool done = false;
+        QVariant value;
+    };
+    auto result = std::make_shared<Result>();
+    page->runJavaScript(script, [result](const QVariant &value) {
+        result->done = true;
+        result->value = value;
+    });
+    if (!QTest::qWaitFor([&] { return result->done; }, timeoutMs))
+        return QVariant();
+    return result->value;
+}
+
+} // namespace dialwise::testing

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "CallManager.h"
+#include "GoogleVoiceWindow.h"
+#include "VoiceStandIn.h"
+
+#include <QString>
+#include <QVariant>
+
+#include <memory>
+
+class QWebEnginePage;
+class QWebEngineProfile;
+
+namespace dialwise::testing {
+
+// A CallManager with the real number handling and an in-memory history; its settings go to the
+// private desktop's temporary home.
+class WindowCallManager final : public CallManager
+{
+public:
+    WindowCallManager()
+        : CallManager(Services{})
+    {
+    }
+};
+
+// Generous, because a loaded CI machine may take seconds to start a render process; waits end
+// as soon as the condition holds, so the common case stays fast.
+inline constexpr int kLoadTimeoutMs = 30000;
+
+// Everything a window test needs: a stand-in web app on a free port (DIALWISE_VOICE_URL points
+// at it), a call manager, an off-the-record profile of its own and the window, built in that
+// order so the window's first request goes to the stand-in.
+struct WindowRig
+{
+    WindowRig();
+    ~WindowRig();
+
+    // Waits until the page has finished loading a document whose path and query are `target`.
+    bool waitForPage(const QString &target, int timeoutMs = kLoadTimeoutMs);
+    QWebEnginePage *page() const;
+    // Loads a stand-in address straight into the view, as a click in the page would.
+    void navigate(const QString &target);
+    QString currentTarget() const;
+
+    VoiceStandIn standIn;
+    WindowCallManager callManager;
+    QWebEngineProfile *profile = nullptr;
+    std::unique_ptr<GoogleVoiceWindow> window;
+};
+
+// Runs the script in the page's main world and returns its result (invalid after a time-out).
+QVariant evaluate(QWebEnginePage *page, const QString &script, int timeoutMs = kLoadTimeoutMs);
+
+} // namespace dialwise::testing
