@@ -39,23 +39,24 @@ CallsAdaptor::CallsAdaptor(QObject *exported, AppDelegate &delegate)
 {
 }
 
-void CallsAdaptor::HandlePhoneCall(const QString &text)
+void CallsAdaptor::HandlePhoneCall(const QString &text, const QDBusMessage &message)
 {
-    answer(m_delegate.handlePhoneCall(text));
+    answer(message, m_delegate.handlePhoneCall(text));
 }
 
-void CallsAdaptor::CallSelection()
+void CallsAdaptor::CallSelection(const QDBusMessage &message)
 {
-    answer(m_delegate.callSelection());
+    answer(message, m_delegate.callSelection());
 }
 
-void CallsAdaptor::answer(const std::optional<QString> &error)
+void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<QString> &error)
 {
-    if (!error || !calledFromDBus())
-        return;
+    if (!error)
+        return; // QtDBus sends the empty success reply itself
     const char *name = *error == QLatin1String(InboundRequests::kNoTextError) ? bus::kNoTextErrorName
                                                                                : bus::kNoNumberErrorName;
-    sendErrorReply(QString::fromLatin1(name), *error);
+    message.setDelayedReply(true);
+    QDBusConnection::sessionBus().send(message.createErrorReply(QString::fromLatin1(name), *error));
 }
 
 } // namespace dialwise

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QDBusAbstractAdaptor>
-#include <QDBusContext>
+#include <QDBusMessage>
 #include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
@@ -32,7 +32,7 @@ private:
 
 // app.dialwise.Dialwise.Calls: text to search for a number. Failures come back as D-Bus errors
 // whose message is the sentence to show the user.
-class CallsAdaptor final : public QDBusAbstractAdaptor, protected QDBusContext
+class CallsAdaptor final : public QDBusAbstractAdaptor
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "app.dialwise.Dialwise.Calls")
@@ -41,11 +41,13 @@ public:
     CallsAdaptor(QObject *exported, AppDelegate &delegate);
 
 public Q_SLOTS:
-    void HandlePhoneCall(const QString &text);
-    void CallSelection();
+    // The trailing message is QtDBus's way of handing over the call, so that it can be answered
+    // with an error; it is not part of the D-Bus signature.
+    void HandlePhoneCall(const QString &text, const QDBusMessage &message);
+    void CallSelection(const QDBusMessage &message);
 
 private:
-    void answer(const std::optional<QString> &error);
+    void answer(const QDBusMessage &message, const std::optional<QString> &error);
 
     AppDelegate &m_delegate;
 };
