@@ -7,7 +7,9 @@ Q_LOGGING_CATEGORY(lcSettings, "dialwise.settings")
 namespace dialwise {
 
 QSettingsStore::QSettingsStore()
-    : m_settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("dialwise"), QStringLiteral("dialwise"))
+    // NativeFormat, not IniFormat: on Linux both write the same INI text, but only NativeFormat
+    // names the file dialwise.conf, the name users are told to look for (IniFormat says .ini).
+    : m_settings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("dialwise"), QStringLiteral("dialwise"))
 {
     if (m_settings.status() != QSettings::NoError)
         qCWarning(lcSettings) << "cannot read" << m_settings.fileName() << "- using defaults";
