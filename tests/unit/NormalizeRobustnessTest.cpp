@@ -10,6 +10,9 @@
 #include <QElapsedTimer>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
 #include <functional>
 #include <random>
 #include <string>
@@ -148,6 +151,46 @@ TEST(HostileInput, MegabyteOfBlanks_NotANumber)
     const QString padded = repeatedTo(QStringLiteral("\u2028"), kMegabyte) + QStringLiteral("+15551234567")
         + repeatedTo(QStringLiteral("\u2029"), kMegabyte);
     EXPECT_EQ(normalize(padded), QStringLiteral("+15551234567"));
+}
+
+} // namespace
+
+namespace {
+
+// Each thread keeps its own ICU iterator; running many at once must give the same answers as
+// running them one by one.
+TEST(HostileInput, ManyThreads_SameResultsAsOneThread)
+{
+    QStringList inputs;
+    std::mt19937 random(5);
+    const QString pieces[] = {QStringLiteral("5"), QStringLiteral("\u0665"), QStringLiteral("\uFF15"),
+                              QStringLiteral("1\uFE0F\u20E3"), QStringLiteral("%2B"), QStringLiteral(" "),
+                              QStringLiteral("\u0301"), QStringLiteral("tel:"), QStringLiteral("\U0001F4DE")};
+    for (int i = 0; i < 2000; ++i) {
+        QString text;
+        for (int k = 0, n = int(random() % 20); k < n; ++k)
+            text += pieces[random() % std::size(pieces)];
+        inputs.append(text);
+    }
+    QList<std::optional<QString>> expected;
+    for (const QString &text : inputs)
+        expected.append(normalize(text));
+
+    std::atomic<int> mismatches = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 5; ++round) {
+                for (qsizetype i = 0; i < inputs.size(); ++i) {
+                    if (normalize(inputs[i]) != expected[i])
+                        ++mismatches;
+                }
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(mismatches.load(), 0);
 }
 
 } // namespace

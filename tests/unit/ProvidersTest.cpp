@@ -42,6 +42,9 @@ const ProviderRow kProviderRows[] = {
      u"Dialwise"},
     {"Browser_PlusOneEleven", Provider::browserTel, u"+15551234567", "tel:+15551234567", std::nullopt},
     {"Browser_TelUrlText", Provider::browserTel, u"tel:555-123-4567", "tel:5551234567", std::nullopt},
+    // The number goes out exactly as written; only the URL's own encoding is applied.
+    {"Browser_FullWidthDigits_SentAsWritten", Provider::browserTel, u"\uFF15\uFF15\uFF15\uFF11\uFF12\uFF13\uFF14",
+     "tel:%EF%BC%95%EF%BC%95%EF%BC%95%EF%BC%91%EF%BC%92%EF%BC%93%EF%BC%94", std::nullopt},
     {"Browser_Invalid", Provider::browserTel, u" 12-34 ", std::nullopt, u"Invalid phone number:  12-34 ", u"Dialwise"},
 };
 

@@ -64,6 +64,11 @@ const BaseRow kBaseRows[] = {
     {"WithUser_FallsBack", "http://me@127.0.0.1:8123", "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
     {"Garbage_FallsBack", "::not a url::", "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
     {"NoHost_FallsBack", "http://", "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
+    {"Ipv6Loopback_Replaces", "http://[::1]:8123", "http://[::1]:8123/u/0/calls?a=nc,%2B15551234567"},
+    {"UpperCaseScheme_Replaces", "HTTP://127.0.0.1:8123", "http://127.0.0.1:8123/u/0/calls?a=nc,%2B15551234567"},
+    {"SurroundingBlanks_Replaces", " http://127.0.0.1:8123 ", "http://127.0.0.1:8123/u/0/calls?a=nc,%2B15551234567"},
+    {"PortOutOfRange_FallsBack", "http://127.0.0.1:99999", "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
+    {"WithFragment_FallsBack", "http://127.0.0.1:8123#x", "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
 };
 
 class VoiceBaseTest : public ::testing::TestWithParam<BaseRow>
