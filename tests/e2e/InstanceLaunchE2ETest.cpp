@@ -1,0 +1,220 @@
+// The running instance and second launches, through the real program on a private desktop:
+// start-up, links from xdg-open and from `dialwise LINK`, text requests, re-showing the window.
+#include "ShellRig.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+
+#include <gtest/gtest.h>
+
+using dialwise::testing::ShellRig;
+
+namespace {
+
+// How long a link that must not dial gets to prove it: a hand-over that dials reaches the
+// stand-in within a few hundred milliseconds on this machine.
+constexpr int kNoCallWaitMs = 1500;
+constexpr int kCallWaitMs = 10000;
+constexpr char kDesktopEntry[] = "app.dialwise.Dialwise.desktop";
+// Dialled by the primary's own start: `dialwise LINK` with nothing running starts Dialwise and
+// then dials.
+constexpr char kStartLink[] = "tel:+1-202-555-0123";
+constexpr char kStartTarget[] = "/u/0/calls?a=nc,%2B12025550123";
+
+class InstanceLaunchE2ETest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite() { startSuite({}); }
+
+    // One primary per suite: starting the web engine is what takes the time.
+    static void startSuite(const QStringList &primaryArguments)
+    {
+        rig = new ShellRig;
+        ASSERT_TRUE(rig->startStandIn());
+        ASSERT_TRUE(rig->registerDesktopEntry());
+        // Someone else holds tel: before Dialwise starts, so that the test sees Dialwise claim it.
+        rig->runTool(QStringLiteral("xdg-mime"),
+                     {QStringLiteral("default"), QStringLiteral("other-dialer.desktop"), QStringLiteral("x-scheme-handler/tel")});
+        ASSERT_TRUE(rig->startPrimary(primaryArguments)) << rig->primaryErrors().toStdString();
+    }
+
+    static void TearDownTestSuite()
+    {
+        delete rig;
+        rig = nullptr;
+    }
+
+    void SetUp() override { ASSERT_TRUE(rig->primaryRunning()) << "the primary Dialwise is gone"; }
+
+    // Hands one link to the running Dialwise with a second launch; returns the new-call
+    // requests that followed within `waitMs` (stopping at the first one).
+    static QStringList handOver(const QString &link, int waitMs)
+    {
+        const int before = int(rig->standIn().requestLines().size());
+        const ShellRig::Run run = rig->run(QStringList{link});
+        EXPECT_TRUE(run.finished);
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        ShellRig::waitUntil([&] { return !rig->newCallTargets(before).isEmpty(); }, waitMs);
+        ShellRig::pump(100);
+        return rig->newCallTargets(before);
+    }
+
+    static ShellRig *rig;
+};
+
+ShellRig *InstanceLaunchE2ETest::rig = nullptr;
+
+TEST_F(InstanceLaunchE2ETest, launch_showsWindowLoadsWebAppOwnsNameAndClaimsSchemes)
+{
+    EXPECT_TRUE(rig->waitForVisibleWindow(10000));
+    EXPECT_GE(rig->standIn().countTarget("/u/0/calls"), 1);
+    EXPECT_TRUE(ShellRig::nameOwned());
+    EXPECT_TRUE(ShellRig::waitUntil(
+        [] {
+            const ShellRig::Run query = rig->runTool("xdg-mime", {"query", "default", "x-scheme-handler/tel"});
+            return query.out.trimmed() == kDesktopEntry;
+        },
+        10000));
+    const ShellRig::Run callto = rig->runTool("xdg-mime", {"query", "default", "x-scheme-handler/callto"});
+    EXPECT_EQ(callto.out.trimmed(), QByteArray(kDesktopEntry));
+}
+
+class InstanceStartWithLinkE2ETest : public InstanceLaunchE2ETest
+{
+protected:
+    static void SetUpTestSuite() { startSuite({QString::fromLatin1(kStartLink)}); }
+};
+
+TEST_F(InstanceStartWithLinkE2ETest, launchWithLink_startsDialwiseThenDials)
+{
+    EXPECT_TRUE(rig->standIn().waitForTarget(kStartTarget, kCallWaitMs));
+    EXPECT_TRUE(rig->waitForVisibleWindow(10000));
+    EXPECT_TRUE(ShellRig::nameOwned());
+}
+
+TEST_F(InstanceLaunchE2ETest, launchWithoutTrayHost_windowStillComesUp)
+{
+    QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+    ASSERT_TRUE(bus);
+    EXPECT_FALSE(bus->isServiceRegistered("org.kde.StatusNotifierWatcher").value());
+    EXPECT_TRUE(rig->waitForVisibleWindow(10000));
+}
+
+TEST_F(InstanceLaunchE2ETest, xdgOpenTel_dialsNormalisedNumber)
+{
+    const int before = int(rig->standIn().requestLines().size());
+    const ShellRig::Run run = rig->runTool("xdg-open", {"tel:+1-555-123-4567"});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(rig->standIn().waitForTarget("/u/0/calls?a=nc,%2B15551234567", kCallWaitMs, before))
+        << rig->standIn().requestTargets().mid(before).join(' ').toStdString();
+}
+
+struct LinkRow
+{
+    const char *name;
+    const char *link;
+    const char *target; // nullptr: nothing may be dialled
+};
+
+void PrintTo(const LinkRow &row, std::ostream *os)
+{
+    *os << row.link;
+}
+
+class InstanceHandOverE2ETest : public InstanceLaunchE2ETest, public ::testing::WithParamInterface<LinkRow>
+{
+};
+
+TEST_P(InstanceHandOverE2ETest, secondLaunchWithLink_dialsWhatTheLinkSays)
+{
+    const LinkRow &row = GetParam();
+    const QStringList calls = handOver(QString::fromUtf8(row.link), row.target ? kCallWaitMs : kNoCallWaitMs);
+    if (row.target)
+        EXPECT_EQ(calls, QStringList{QString::fromLatin1(row.target)});
+    else
+        EXPECT_TRUE(calls.isEmpty()) << calls.join(' ').toStdString();
+    EXPECT_TRUE(rig->primaryRunning());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Links, InstanceHandOverE2ETest,
+    ::testing::Values(
+        LinkRow{"tel", "tel:+1-555-123-4567", "/u/0/calls?a=nc,%2B15551234567"},
+        // Ten digits: the web app gets them with a "1" in front.
+        LinkRow{"callto", "callto://5551234567", "/u/0/calls?a=nc,%2B15551234567"},
+        LinkRow{"ownSchemeValueAsIs", "Dialwise://dial?number=%2B1%20555%20123%204567", "/u/0/calls?a=nc,%2B15551234567"},
+        LinkRow{"ownSchemeNoValue", "dialwise://dial?number", nullptr},
+        LinkRow{"ownSchemeOtherItem", "dialwise://dial?num=5551234567", "/u/0/calls?a=nc,%2B15551234567"},
+        LinkRow{"ownSchemeFirstItemWins", "dialwise://dial?number=1&number=2", "/u/0/calls?a=nc,%2B1"},
+        LinkRow{"ownSchemeEmptyValue", "dialwise://dial?number=", "/u/0/calls?a=nc,%2B"},
+        LinkRow{"telTooShort", "tel:123456", nullptr},
+        LinkRow{"twelveDigits", "tel:+44-20-7123-4567", "/u/0/calls?a=nc,%2B442071234567"}),
+    [](const ::testing::TestParamInfo<LinkRow> &info) { return std::string(info.param.name); });
+
+TEST_F(InstanceLaunchE2ETest, callText_dialsNumberInText)
+{
+    const int before = int(rig->standIn().requestLines().size());
+    const ShellRig::Run run = rig->run(QStringList{"--call-text", "call 555 123 4567 now"});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(rig->standIn().waitForTarget("/u/0/calls?a=nc,%2B15551234567", kCallWaitMs, before));
+}
+
+TEST_F(InstanceLaunchE2ETest, callTextWithoutNumber_failsWithMessage)
+{
+    const int before = int(rig->standIn().requestLines().size());
+    const ShellRig::Run run = rig->run(QStringList{"--call-text", "hello"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.err, QByteArray("dialwise: No valid phone number found\n"));
+    ShellRig::pump(kNoCallWaitMs);
+    EXPECT_TRUE(rig->newCallTargets(before).isEmpty());
+}
+
+TEST_F(InstanceLaunchE2ETest, callTextEmpty_failsWithNoText)
+{
+    const ShellRig::Run run = rig->run(QStringList{"--call-text", ""});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.err, QByteArray("dialwise: No text provided\n"));
+}
+
+TEST_F(InstanceLaunchE2ETest, secondLaunchWithoutArguments_reshowsClosedWindow)
+{
+    ASSERT_TRUE(rig->waitForVisibleWindow(10000));
+    const QString window = rig->visibleWindows().first();
+    ASSERT_TRUE(rig->closeWindow(window));
+    ASSERT_TRUE(ShellRig::waitUntil([] { return rig->visibleWindows().isEmpty(); }, 10000))
+        << "closing did not hide the window";
+    EXPECT_TRUE(rig->primaryRunning()) << "closing the window ended Dialwise";
+
+    const ShellRig::Run run = rig->run(QStringList{});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(rig->waitForVisibleWindow(10000));
+    EXPECT_EQ(rig->visibleWindows(), QStringList{window}) << "the same window comes back";
+}
+
+TEST_F(InstanceLaunchE2ETest, helpVersionAndWrongArguments_answerWithoutTheInstance)
+{
+    const ShellRig::Run version = rig->run(QStringList{"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.out, QByteArray("dialwise 0.1.0\n"));
+
+    const ShellRig::Run help = rig->run(QStringList{"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.startsWith("Usage: dialwise"));
+
+    const ShellRig::Run unknown = rig->run(QStringList{"--bogus"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.startsWith("dialwise: unknown option --bogus")) << unknown.err.toStdString();
+
+    const ShellRig::Run noText = rig->run(QStringList{"--call-text"});
+    EXPECT_EQ(noText.exitCode, 2);
+}
+
+TEST_F(InstanceLaunchE2ETest, quitAction_endsTheInstanceAndFreesTheName)
+{
+    // Last on purpose: the suite's primary is gone afterwards.
+    rig->stopPrimary();
+    EXPECT_EQ(rig->primaryExitCode(), 0);
+    EXPECT_FALSE(ShellRig::nameOwned());
+}
+
+} // namespace

@@ -1,0 +1,290 @@
+#include "ShellRig.h"
+
+#include "BusNames.h"
+#include "VoiceAddress.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QProcess>
+#include <QThread>
+#include <QTimer>
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char **environ;
+
+namespace dialwise::testing {
+
+ShellRig::ShellRig()
+{
+    m_scratch = QDir::tempPath() + QStringLiteral("/dialwise-e2e-%1").arg(getpid());
+    QDir().mkpath(m_scratch);
+}
+
+ShellRig::~ShellRig()
+{
+    stopPrimary();
+    QDir(m_scratch).removeRecursively();
+}
+
+QString ShellRig::program()
+{
+    return qEnvironmentVariable("DIALWISE_E2E_PROGRAM");
+}
+
+QString ShellRig::registerTool()
+{
+    return qEnvironmentVariable("DIALWISE_E2E_REGISTER");
+}
+
+bool ShellRig::startStandIn()
+{
+    return m_standIn.start();
+}
+
+QProcessEnvironment ShellRig::environment() const
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QString::fromLatin1(voice::kBaseUrlVariable), m_standIn.baseUrl().toString());
+    return env;
+}
+
+bool ShellRig::registerDesktopEntry()
+{
+    const Run result = runTool(registerTool(), {program()});
+    return result.finished && result.exitCode == 0;
+}
+
+bool ShellRig::startPrimary(const QStringList &arguments, int timeoutMs)
+{
+    QList<QByteArray> argv{program().toLocal8Bit()};
+    for (const QString &argument : arguments)
+        argv.append(argument.toLocal8Bit());
+    const int before = int(m_standIn.requestLines().size());
+    m_primaryStatus = -1;
+    m_primaryPid = spawn(argv, m_scratch + QStringLiteral("/primary.out"), m_scratch + QStringLiteral("/primary.err"));
+    if (m_primaryPid <= 0)
+        return false;
+    const bool hasBus = QDBusConnection::sessionBus().isConnected();
+    const bool up = waitUntil([&] { return !hasBus || nameOwned(); }, timeoutMs)
+        // Any load of the web app counts: a start that carries a link replaces the first page
+        // load with the new-call address before the first request may have gone out.
+        && m_standIn.waitForTarget([](const QString &target) { return target.startsWith(QLatin1String(voice::kCallsPath)); },
+                                   timeoutMs, before);
+    return up && primaryRunning();
+}
+
+QByteArray ShellRig::primaryErrors() const
+{
+    QFile err(m_scratch + QStringLiteral("/primary.err"));
+    return err.open(QIODevice::ReadOnly) ? err.readAll() : QByteArray();
+}
+
+bool ShellRig::primaryRunning() const
+{
+    return m_primaryPid > 0 && const_cast<ShellRig *>(this)->primaryExitCode() == -1;
+}
+
+int ShellRig::primaryExitCode()
+{
+    if (m_primaryPid <= 0)
+        return m_primaryStatus;
+    int status = 0;
+    if (waitpid(m_primaryPid, &status, WNOHANG) == m_primaryPid) {
+        m_primaryStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        m_primaryPid = -1;
+    }
+    return m_primaryStatus;
+}
+
+void ShellRig::stopPrimary()
+{
+    if (m_primaryPid <= 0)
+        return;
+    if (QDBusConnection::sessionBus().isConnected()) {
+        QDBusMessage quit = QDBusMessage::createMethodCall(QString::fromLatin1(bus::kServiceName),
+                                                           QString::fromLatin1(bus::kObjectPath),
+                                                           QString::fromLatin1(bus::kApplicationInterface),
+                                                           QStringLiteral("ActivateAction"));
+        quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
+        QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
+    }
+    if (!waitUntil([this] { return primaryExitCode() != -1; }, 10000)) {
+        kill(m_primaryPid, SIGKILL);
+        waitUntil([this] { return primaryExitCode() != -1; }, 5000);
+    }
+    // The name goes with the process; the next test's primary must not see the old owner.
+    waitUntil([] { return !QDBusConnection::sessionBus().isConnected() || !nameOwned(); }, 5000);
+}
+
+pid_t ShellRig::spawn(const QList<QByteArray> &argv, const QString &outPath, const QString &errPath)
+{
+    std::vector<char *> args;
+    for (const QByteArray &argument : argv)
+        args.push_back(const_cast<char *>(argument.constData()));
+    args.push_back(nullptr);
+
+    const QStringList envList = environment().toStringList();
+    QList<QByteArray> envBytes;
+    for (const QString &entry : envList)
+        envBytes.append(entry.toLocal8Bit());
+    std::vector<char *> envp;
+    for (const QByteArray &entry : envBytes)
+        envp.push_back(const_cast<char *>(entry.constData()));
+    envp.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    const QByteArray out = outPath.toLocal8Bit();
+    const QByteArray err = errPath.toLocal8Bit();
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = -1;
+    const int rc = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    return rc == 0 ? pid : -1;
+}
+
+ShellRig::Run ShellRig::waitFor(pid_t pid, int timeoutMs, const QString &outPath, const QString &errPath)
+{
+    Run result;
+    if (pid <= 0)
+        return result;
+    int status = 0;
+    result.finished = waitUntil([&] { return waitpid(pid, &status, WNOHANG) == pid; }, timeoutMs);
+    if (!result.finished) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+    } else {
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    QFile out(outPath);
+    if (out.open(QIODevice::ReadOnly))
+        result.out = out.readAll();
+    QFile err(errPath);
+    if (err.open(QIODevice::ReadOnly))
+        result.err = err.readAll();
+    return result;
+}
+
+ShellRig::Run ShellRig::run(const QList<QByteArray> &arguments, int timeoutMs)
+{
+    QList<QByteArray> argv{program().toLocal8Bit()};
+    argv.append(arguments);
+    const QString base = m_scratch + QStringLiteral("/run%1").arg(++m_runs);
+    const pid_t pid = spawn(argv, base + QStringLiteral(".out"), base + QStringLiteral(".err"));
+    return waitFor(pid, timeoutMs, base + QStringLiteral(".out"), base + QStringLiteral(".err"));
+}
+
+ShellRig::Run ShellRig::run(const QStringList &arguments, int timeoutMs)
+{
+    QList<QByteArray> bytes;
+    for (const QString &argument : arguments)
+        bytes.append(argument.toLocal8Bit());
+    return run(bytes, timeoutMs);
+}
+
+ShellRig::Run ShellRig::runTool(const QString &tool, const QStringList &arguments, int timeoutMs)
+{
+    QList<QByteArray> argv{tool.toLocal8Bit()};
+    for (const QString &argument : arguments)
+        argv.append(argument.toLocal8Bit());
+    const QString base = m_scratch + QStringLiteral("/tool%1").arg(++m_runs);
+    const pid_t pid = spawn(argv, base + QStringLiteral(".out"), base + QStringLiteral(".err"));
+    return waitFor(pid, timeoutMs, base + QStringLiteral(".out"), base + QStringLiteral(".err"));
+}
+
+QStringList ShellRig::visibleWindows()
+{
+    const Run result = runTool(QStringLiteral("xdotool"),
+                               {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
+                                QStringLiteral("^Dialwise$")},
+                               5000);
+    return QString::fromLocal8Bit(result.out).split(u'\n', Qt::SkipEmptyParts);
+}
+
+bool ShellRig::waitForVisibleWindow(int timeoutMs)
+{
+    return waitUntil([this] { return !visibleWindows().isEmpty(); }, timeoutMs);
+}
+
+bool ShellRig::closeWindow(const QString &windowId)
+{
+    // xdotool 3.20160805 has no windowclose, and windowkill would kill the client; so the
+    // WM_DELETE_WINDOW message a window manager sends for its close button is sent from here.
+    Display *display = XOpenDisplay(nullptr);
+    if (!display)
+        return false;
+    bool ok = false;
+    const Window window = Window(windowId.toULong(&ok));
+    if (ok) {
+        XEvent event{};
+        event.xclient.type = ClientMessage;
+        event.xclient.window = window;
+        event.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
+        event.xclient.format = 32;
+        event.xclient.data.l[0] = long(XInternAtom(display, "WM_DELETE_WINDOW", False));
+        event.xclient.data.l[1] = CurrentTime;
+        ok = XSendEvent(display, window, False, NoEventMask, &event) != 0;
+        XFlush(display);
+    }
+    XCloseDisplay(display);
+    return ok;
+}
+
+bool ShellRig::nameOwned()
+{
+    QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+    return bus && bus->isServiceRegistered(QString::fromLatin1(bus::kServiceName)).value();
+}
+
+bool ShellRig::waitUntil(const std::function<bool()> &condition, int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    for (;;) {
+        if (condition())
+            return true;
+        if (deadline.hasExpired())
+            return false;
+        pump(5);
+    }
+}
+
+void ShellRig::pump(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+QString ShellRig::newCallPrefix()
+{
+    return QString::fromLatin1(voice::kNewCallPathAndQuery);
+}
+
+QStringList ShellRig::newCallTargets(int fromIndex) const
+{
+    QStringList result;
+    const QStringList targets = m_standIn.requestTargets();
+    for (int i = fromIndex; i < targets.size(); ++i) {
+        if (targets[i].startsWith(newCallPrefix()))
+            result.append(targets[i]);
+    }
+    return result;
+}
+
+} // namespace dialwise::testing
