@@ -372,7 +372,9 @@ void GoogleVoiceWindow::onRenderProcessTerminated(int status, int exitCode)
 
 void GoogleVoiceWindow::showContextMenu(const QPoint &position)
 {
-    QMenu *menu = m_webView->createStandardContextMenu();
+    // The standard entries describe what was clicked; without a request from the page there is
+    // nothing to describe.
+    QMenu *menu = m_webView->lastContextMenuRequest() ? m_webView->createStandardContextMenu() : new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     // Chromium's own inspect entry needs a developer-tools page first; ours makes one.
     menu->removeAction(m_webView->pageAction(QWebEnginePage::InspectElement));

@@ -18,6 +18,13 @@ WindowRig::WindowRig()
     // No storage name: off the record, so no test sees another's cookies or cache.
     profile = new QWebEngineProfile();
     window = std::make_unique<GoogleVoiceWindow>(callManager, profile);
+    // Connected after the window's own handler, so the window has acted on a load's end
+    // by the time it is recorded here.
+    QObject::connect(page(), &QWebEnginePage::loadingChanged, page(), [this](const QWebEngineLoadingInfo &info) {
+        if (info.status() == QWebEngineLoadingInfo::LoadStartedStatus)
+            return;
+        loadEnds.append({info.url().toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded), info.status()});
+    });
 }
 
 WindowRig::~WindowRig()
@@ -37,9 +44,27 @@ QString WindowRig::currentTarget() const
     return url.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded);
 }
 
+std::optional<QWebEngineLoadingInfo::LoadStatus> WindowRig::waitForLoadEnd(const QString &target, int timeoutMs)
+{
+    std::optional<QWebEngineLoadingInfo::LoadStatus> status;
+    const bool ended = QTest::qWaitFor(
+        [&] {
+            for (qsizetype i = loadEndsSeen; i < loadEnds.size(); ++i) {
+                if (loadEnds[i].target == target) {
+                    status = loadEnds[i].status;
+                    loadEndsSeen = i + 1;
+                    return true;
+                }
+            }
+            return false;
+        },
+        timeoutMs);
+    return ended ? status : std::nullopt;
+}
+
 bool WindowRig::waitForPage(const QString &target, int timeoutMs)
 {
-    return QTest::qWaitFor([&] { return !page()->isLoading() && currentTarget() == target; }, timeoutMs);
+    return waitForLoadEnd(target, timeoutMs) == QWebEngineLoadingInfo::LoadSucceededStatus;
 }
 
 void WindowRig::navigate(const QString &target)

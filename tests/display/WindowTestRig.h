@@ -6,6 +6,9 @@
 
 #include <QString>
 #include <QVariant>
+#include <QWebEngineLoadingInfo>
+
+#include <optional>
 
 #include <memory>
 
@@ -37,12 +40,25 @@ struct WindowRig
     WindowRig();
     ~WindowRig();
 
-    // Waits until the page has finished loading a document whose path and query are `target`.
+    // Waits until a load of `target` (path, query and fragment) ends that was not yet waited
+    // for, and gives its outcome. Qt reports the end of a load a turn of the event loop after
+    // isLoading() turns false, so this follows the reports themselves.
+    std::optional<QWebEngineLoadingInfo::LoadStatus> waitForLoadEnd(const QString &target,
+                                                                    int timeoutMs = kLoadTimeoutMs);
+    // The same, true only when that load succeeded.
     bool waitForPage(const QString &target, int timeoutMs = kLoadTimeoutMs);
     QWebEnginePage *page() const;
     // Loads a stand-in address straight into the view, as a click in the page would.
     void navigate(const QString &target);
     QString currentTarget() const;
+
+    struct LoadEnd
+    {
+        QString target;
+        QWebEngineLoadingInfo::LoadStatus status;
+    };
+    QList<LoadEnd> loadEnds;
+    qsizetype loadEndsSeen = 0;
 
     VoiceStandIn standIn;
     WindowCallManager callManager;
