@@ -45,6 +45,10 @@ public:
     void showWindow();
     void quit();
 
+    // The tray icon and the window, for the shell's own tests.
+    QSystemTrayIcon *statusItem() const { return m_statusItem; }
+    GoogleVoiceWindow *gvWindow() const { return m_gvWindow; }
+
 private:
     void setupMenuBar();
     void updateMenu();
