@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QTest>
 #include <QToolButton>
+#include <QWebEnginePage>
 #include <QWebEngineView>
 
 #include <gtest/gtest.h>
@@ -73,6 +74,13 @@ TEST_P(GoogleVoiceWindowLayout, toolbarAndWebViewEdges)
     EXPECT_EQ(web, QRect(0, 52, c.width, c.height - 52));
 
     ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
+    // The picture should show the page as styled: wait for the banner to be hidden.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return dialwise::testing::evaluate(rig.page(), QStringLiteral("getComputedStyle(document.getElementById('banner')).display"))
+                == QStringLiteral("none");
+        },
+        dialwise::testing::kLoadTimeoutMs));
     // The page needs a moment to paint after its load ends; wait until the view shows the
     // stand-in's heading rather than a blank area.
     QImage shot;
@@ -137,7 +145,7 @@ TEST_F(GoogleVoiceWindowLook, callButton_whiteSemiboldOnGreen)
 {
     rig.window->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(rig.window.get()));
-    const QPushButton *call = rig.window->callButton();
+    QPushButton *call = rig.window->callButton();
     EXPECT_EQ(call->text(), QStringLiteral("Call"));
     EXPECT_EQ(call->font().pointSize(), 13);
     EXPECT_EQ(call->font().weight(), QFont::DemiBold);
