@@ -121,6 +121,9 @@ void ShellRig::stopPrimary()
                                                            QStringLiteral("ActivateAction"));
         quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
         QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
+    } else {
+        // Without a bus nothing can ask it politely.
+        kill(m_primaryPid, SIGTERM);
     }
     if (!waitUntil([this] { return primaryExitCode() != -1; }, 10000)) {
         kill(m_primaryPid, SIGKILL);
