@@ -11,6 +11,7 @@
 #include <optional>
 
 #include <memory>
+#include <ostream>
 
 class QWebEnginePage;
 class QWebEngineProfile;
@@ -70,3 +71,9 @@ struct WindowRig
 QVariant evaluate(QWebEnginePage *page, const QString &script, int timeoutMs = kLoadTimeoutMs);
 
 } // namespace dialwise::testing
+
+// Readable QString values in failure messages.
+inline void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}

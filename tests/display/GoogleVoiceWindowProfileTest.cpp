@@ -1,0 +1,97 @@
+// The window's own browser profile: on disk under the user's data and cache directories, with
+// every cookie kept, so the Google Voice sign-in survives a restart.
+#include "WindowTestRig.h"
+
+#include "VoiceAddress.h"
+#include "VoiceProfile.h"
+
+#include <QDir>
+#include <QTest>
+#include <QWebEnginePage>
+#include <QWebEngineProfile>
+#include <QWebEngineView>
+
+#include <gtest/gtest.h>
+
+using dialwise::GoogleVoiceWindow;
+using dialwise::testing::evaluate;
+using dialwise::testing::kLoadTimeoutMs;
+using dialwise::testing::VoiceStandIn;
+using dialwise::testing::WindowCallManager;
+
+namespace {
+
+bool isUnder(const QString &path, const QString &directory)
+{
+    return !directory.isEmpty() && QDir::cleanPath(path).startsWith(QDir::cleanPath(directory) + QLatin1Char('/'));
+}
+
+class GoogleVoiceWindowProfile : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(standIn.start());
+        qputenv(dialwise::voice::kBaseUrlVariable, standIn.baseUrl().toString().toUtf8());
+    }
+
+    bool waitForCallsPage(GoogleVoiceWindow &window)
+    {
+        return QTest::qWaitFor(
+            [&] {
+                QWebEnginePage *page = window.webView()->page();
+                return !page->isLoading() && page->title() == u"Voice stand-in";
+            },
+            kLoadTimeoutMs);
+    }
+
+    VoiceStandIn standIn;
+    WindowCallManager callManager;
+};
+
+TEST_F(GoogleVoiceWindowProfile, defaultProfile_onDiskInUserDirectories)
+{
+    GoogleVoiceWindow window(callManager);
+    QWebEngineProfile *profile = window.webView()->page()->profile();
+
+    EXPECT_EQ(profile->storageName(), QStringLiteral("Dialwise"));
+    EXPECT_FALSE(profile->isOffTheRecord());
+    EXPECT_TRUE(isUnder(profile->persistentStoragePath(), qEnvironmentVariable("XDG_DATA_HOME")))
+        << profile->persistentStoragePath().toStdString();
+    EXPECT_TRUE(isUnder(profile->cachePath(), qEnvironmentVariable("XDG_CACHE_HOME")))
+        << profile->cachePath().toStdString();
+    EXPECT_EQ(profile->persistentCookiesPolicy(), QWebEngineProfile::ForcePersistentCookies);
+    EXPECT_EQ(profile->httpUserAgent(), QString::fromLatin1(dialwise::kVoiceUserAgent));
+    EXPECT_TRUE(waitForCallsPage(window));
+}
+
+TEST_F(GoogleVoiceWindowProfile, givenProfile_getsUserAgentAndIsUsed)
+{
+    QWebEngineProfile profile;
+    {
+        GoogleVoiceWindow window(callManager, &profile);
+        EXPECT_EQ(window.webView()->page()->profile(), &profile);
+        EXPECT_EQ(profile.httpUserAgent(), QString::fromLatin1(dialwise::kVoiceUserAgent));
+        EXPECT_TRUE(waitForCallsPage(window));
+    }
+}
+
+TEST_F(GoogleVoiceWindowProfile, sessionCookie_survivesRestart)
+{
+    {
+        GoogleVoiceWindow first(callManager);
+        ASSERT_TRUE(waitForCallsPage(first));
+        first.webView()->load(QUrl(standIn.baseUrl().toString() + QStringLiteral("/cookie")));
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] { return evaluate(first.webView()->page(), QStringLiteral("document.cookie")).toString() == u"standin=1"; },
+            kLoadTimeoutMs));
+    }
+    // Give the cookie store a moment to reach the disk after its profile went away.
+    QTest::qWait(500);
+
+    GoogleVoiceWindow second(callManager);
+    ASSERT_TRUE(waitForCallsPage(second));
+    EXPECT_EQ(evaluate(second.webView()->page(), QStringLiteral("document.cookie")).toString(), QStringLiteral("standin=1"));
+}
+
+} // namespace
