@@ -17,6 +17,7 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 
 #include <csignal>
 #include <fcntl.h>
@@ -211,6 +212,20 @@ ShellRig::Run ShellRig::runTool(const QString &tool, const QStringList &argument
     return waitFor(pid, timeoutMs, base + QStringLiteral(".out"), base + QStringLiteral(".err"));
 }
 
+pid_t ShellRig::startProcess(const QList<QByteArray> &argv)
+{
+    const QString base = m_scratch + QStringLiteral("/process%1").arg(++m_runs);
+    return spawn(argv, base + QStringLiteral(".out"), base + QStringLiteral(".err"));
+}
+
+int ShellRig::waitProcess(pid_t pid, int timeoutMs)
+{
+    int status = 0;
+    if (pid <= 0 || !waitUntil([&] { return waitpid(pid, &status, WNOHANG) == pid; }, timeoutMs))
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 QStringList ShellRig::visibleWindows()
 {
     const Run result = runTool(QStringLiteral("xdotool"),
@@ -247,6 +262,57 @@ bool ShellRig::closeWindow(const QString &windowId)
     }
     XCloseDisplay(display);
     return ok;
+}
+
+namespace {
+
+// Top-level windows: children of the root, or the client windows one level below them when a
+// window manager reparents.
+QList<unsigned long> viewableTopLevels(const std::function<bool(Display *, Window)> &accept)
+{
+    QList<unsigned long> result;
+    Display *display = XOpenDisplay(nullptr);
+    if (!display)
+        return result;
+    Window root = 0;
+    Window parent = 0;
+    Window *children = nullptr;
+    unsigned int count = 0;
+    if (XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count)) {
+        for (unsigned int i = 0; i < count; ++i) {
+            XWindowAttributes attributes;
+            if (XGetWindowAttributes(display, children[i], &attributes) && attributes.map_state == IsViewable
+                && accept(display, children[i]))
+                result.append(children[i]);
+        }
+        if (children)
+            XFree(children);
+    }
+    XCloseDisplay(display);
+    return result;
+}
+
+QString windowTitle(Display *display, Window window)
+{
+    XTextProperty property;
+    QString title;
+    if (XGetWMName(display, window, &property) && property.value) {
+        title = QString::fromUtf8(reinterpret_cast<const char *>(property.value), int(property.nitems));
+        XFree(property.value);
+    }
+    return title;
+}
+
+} // namespace
+
+QList<unsigned long> ShellRig::viewableWindowsTitled(const QString &title)
+{
+    return viewableTopLevels([&](Display *display, Window window) { return windowTitle(display, window) == title; });
+}
+
+QList<unsigned long> ShellRig::viewableWindows()
+{
+    return viewableTopLevels([](Display *, Window) { return true; });
 }
 
 bool ShellRig::nameOwned()

@@ -62,6 +62,12 @@ public:
     Run run(const QList<QByteArray> &arguments, int timeoutMs = 15000);
     Run run(const QStringList &arguments, int timeoutMs = 15000);
 
+    // Starts any program with the same environment without waiting; stdout and stderr go to
+    // files in the rig's scratch folder. -1 when it could not be started.
+    pid_t startProcess(const QList<QByteArray> &argv);
+    // Waits for a process from startProcess(); its exit status, or -1 after the time-out.
+    static int waitProcess(pid_t pid, int timeoutMs);
+
     // Any other program, with the same environment.
     Run runTool(const QString &tool, const QStringList &arguments, int timeoutMs = 15000);
 
@@ -71,6 +77,12 @@ public:
     // Closes the window the way a window manager's close button does (WM_DELETE_WINDOW), so
     // that the program's own close handling runs.
     bool closeWindow(const QString &windowId);
+
+    // Viewable top-level X11 windows (ids) titled exactly `title`, straight from the X server:
+    // cheap enough to poll every few milliseconds while timing a start.
+    static QList<unsigned long> viewableWindowsTitled(const QString &title);
+    // Viewable top-level windows whatever their title.
+    static QList<unsigned long> viewableWindows();
 
     static bool nameOwned();
     // Runs the event loop until the predicate holds or the time is up.
