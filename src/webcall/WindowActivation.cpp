@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-Q_LOGGING_CATEGORY(lcActivation, "dialwise.webcall.activation")
+Q_LOGGING_CATEGORY(lcActivation, "dialwise.webcall.activation", QtInfoMsg)
 
 namespace dialwise {
 namespace {
@@ -33,10 +33,17 @@ void sendActiveWindowRequest(QWindow *window)
     xcb_connection_t *connection = x11Connection();
     if (!connection || !window)
         return;
-    static const char name[] = "_NET_ACTIVE_WINDOW";
-    xcb_intern_atom_reply_t *atom =
-        xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, sizeof name - 1, name), nullptr);
-    if (!atom)
+    // Atoms live as long as the X server; one round trip per process is enough.
+    static const xcb_atom_t activeWindow = [connection] {
+        static const char name[] = "_NET_ACTIVE_WINDOW";
+        xcb_atom_t atom = XCB_ATOM_NONE;
+        if (auto *reply = xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, sizeof name - 1, name), nullptr)) {
+            atom = reply->atom;
+            std::free(reply);
+        }
+        return atom;
+    }();
+    if (activeWindow == XCB_ATOM_NONE)
         return;
     const auto windowId = static_cast<xcb_window_t>(window->winId());
     xcb_window_t root = XCB_WINDOW_NONE;
@@ -50,7 +57,7 @@ void sendActiveWindowRequest(QWindow *window)
         event.response_type = XCB_CLIENT_MESSAGE;
         event.format = 32;
         event.window = windowId;
-        event.type = atom->atom;
+        event.type = activeWindow;
         event.data.data32[0] = kSourcePager;
         event.data.data32[1] = XCB_CURRENT_TIME;
         event.data.data32[2] = XCB_WINDOW_NONE; // no window of ours is active now
@@ -60,7 +67,6 @@ void sendActiveWindowRequest(QWindow *window)
         xcb_flush(connection);
         qCDebug(lcActivation) << "asked the window manager to activate" << Qt::hex << windowId;
     }
-    std::free(atom);
 }
 
 // The window manager only acts on a window it manages, which it does once the window is

@@ -1,0 +1,254 @@
+// Figures for the web calling window, run in a private desktop:
+//   tests/run-in-desktop build/bench_window [iterations]
+// 1. resident memory: proportional set size of this process and every process it started
+//    (Qt WebEngine's zygotes, renderer and any GPU or utility process) with one window showing
+//    the stand-in's calls page, measured first so nothing else has run yet,
+// 2. construction to the web app's first request (the calls page) at a local stand-in,
+// 3. showAndCall() to the new-call request at the stand-in.
+// Prints one line per figure; medians over the iterations.
+#include "CallManager.h"
+#include "GoogleVoiceWindow.h"
+#include "VoiceAddress.h"
+#include "VoiceStandIn.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QEventLoop>
+#include <QTimer>
+#include <QWebEnginePage>
+#include <QWebEngineView>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <memory>
+
+namespace {
+
+using dialwise::GoogleVoiceWindow;
+using dialwise::testing::VoiceStandIn;
+
+class BenchCallManager final : public dialwise::CallManager
+{
+public:
+    BenchCallManager()
+        : CallManager(Services{})
+    {
+    }
+};
+
+// Long enough for a loaded machine to start a render process; the waits end when done.
+constexpr int kWaitMs = 30000;
+
+// Runs the event loop until the condition holds. Not QTest::qWaitFor: that sleeps 10 ms between
+// rounds of events, and Chromium's browser tasks run on this thread, so every step of a
+// navigation would wait out a sleep and the figures would measure the test, not the window.
+bool spinUntil(const std::function<bool()> &condition, int timeoutMs)
+{
+    if (condition())
+        return true;
+    QEventLoop loop;
+    QTimer poll;
+    poll.setInterval(1);
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (condition())
+            loop.quit();
+    });
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    QObject::connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
+    poll.start();
+    deadline.start(timeoutMs);
+    loop.exec();
+    return condition();
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
+}
+
+void report(const char *what, const std::vector<double> &ms)
+{
+    std::printf("%-44s median %8.2f ms  min %8.2f  max %8.2f  (n=%zu)\n", what, median(ms),
+                *std::min_element(ms.begin(), ms.end()), *std::max_element(ms.begin(), ms.end()), ms.size());
+}
+
+// Milliseconds from `start` until the stand-in sees a request whose target satisfies
+// `matches`; negative when none comes.
+double msUntilRequest(VoiceStandIn &standIn, const std::function<void()> &start,
+                      const std::function<bool(const QString &)> &matches)
+{
+    QElapsedTimer timer;
+    qint64 arrivedNs = -1;
+    const QMetaObject::Connection connection =
+        QObject::connect(&standIn, &VoiceStandIn::requestReceived, [&](const QString &line) {
+            if (arrivedNs < 0 && matches(line.section(u' ', 1, 1)))
+                arrivedNs = timer.nsecsElapsed();
+        });
+    timer.start();
+    start();
+    const bool arrived = spinUntil([&] { return arrivedNs >= 0; }, kWaitMs);
+    QObject::disconnect(connection);
+    return arrived ? arrivedNs / 1e6 : -1.0;
+}
+
+bool waitForIdle(GoogleVoiceWindow &window, const QString &title)
+{
+    return spinUntil(
+        [&] {
+            QWebEnginePage *page = window.webView()->page();
+            return !page->isLoading() && page->title() == title;
+        },
+        kWaitMs);
+}
+
+// Proportional set size in KiB of one process; 0 when it is gone.
+qint64 pssKiB(qint64 pid)
+{
+    QFile file(QStringLiteral("/proc/%1/smaps_rollup").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        if (line.startsWith("Pss:"))
+            return line.mid(4).trimmed().split(' ').value(0).toLongLong();
+    }
+    return 0;
+}
+
+qint64 parentOf(qint64 pid)
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray stat = file.readAll();
+    // The command name is in parentheses and may hold blanks; fields resume after the last ')'.
+    const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+    return fields.value(1).toLongLong();
+}
+
+QString processType(qint64 pid)
+{
+    QFile file(QStringLiteral("/proc/%1/cmdline").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return QString();
+    // Chromium rewrites its children's command lines into one blank-separated string.
+    const QByteArray commandLine = file.readAll().replace('\0', ' ');
+    const qsizetype at = commandLine.indexOf("--type=");
+    if (at < 0)
+        return QStringLiteral("main");
+    return QString::fromLatin1(commandLine.mid(at + 7).split(' ').value(0));
+}
+
+// This process and all its descendants.
+QList<qint64> processTree(qint64 root)
+{
+    QList<qint64> tree{root};
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    bool grew = true;
+    while (grew) {
+        grew = false;
+        for (const QString &entry : entries) {
+            bool numeric = false;
+            const qint64 pid = entry.toLongLong(&numeric);
+            if (!numeric || tree.contains(pid))
+                continue;
+            if (tree.contains(parentOf(pid))) {
+                tree.append(pid);
+                grew = true;
+            }
+        }
+    }
+    return tree;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QByteArray flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
+    flags += " --disable-gpu --disable-dev-shm-usage";
+    qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.trimmed());
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    QApplication app(argc, argv);
+    const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 15;
+
+    VoiceStandIn standIn;
+    if (!standIn.start()) {
+        std::fprintf(stderr, "bench_window: the stand-in could not listen\n");
+        return 1;
+    }
+    qputenv(dialwise::voice::kBaseUrlVariable, standIn.baseUrl().toString().toUtf8());
+    const QString callsTitle = QStringLiteral("Voice stand-in");
+    BenchCallManager callManager;
+
+    auto isCallsPage = [](const QString &target) { return target == u"/u/0/calls"; };
+    std::unique_ptr<GoogleVoiceWindow> window;
+
+    // 1. Memory, first, while the process holds just what the application would: one window
+    // with the stand-in's calls page loaded and shown.
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const double ms = msUntilRequest(standIn, [&] {
+            window = std::make_unique<GoogleVoiceWindow>(callManager);
+            window->showAndActivate();
+        }, isCallsPage);
+        if (ms < 0 || !waitForIdle(*window, callsTitle)) {
+            std::fprintf(stderr, "bench_window: the calls page never loaded\n");
+            return 1;
+        }
+        std::printf("%-44s %8.2f ms\n", "first window (starts WebEngine) -> GET", ms);
+        std::printf("%-44s %8.2f ms\n", "first window -> calls page loaded", timer.nsecsElapsed() / 1e6);
+    }
+    spinUntil([] { return false; }, 2000); // let the renderer settle after the load
+    qint64 total = 0;
+    for (qint64 pid : processTree(QCoreApplication::applicationPid())) {
+        const qint64 pss = pssKiB(pid);
+        total += pss;
+        std::printf("  pid %-8lld %-18s PSS %8.1f MiB\n", static_cast<long long>(pid), qPrintable(processType(pid)),
+                    pss / 1024.0);
+    }
+    std::printf("%-44s %8.1f MiB\n", "PSS, process and its children", total / 1024.0);
+
+    // 2. Construction to first request, with Qt WebEngine already running (the first window
+    // above started it).
+    std::vector<double> construction;
+    for (int i = 0; i < iterations; ++i) {
+        window.reset();
+        spinUntil([] { return false; }, 200); // let the previous window's processes wind down
+        const double ms = msUntilRequest(standIn, [&] { window = std::make_unique<GoogleVoiceWindow>(callManager); }, isCallsPage);
+        if (ms < 0 || !waitForIdle(*window, callsTitle)) {
+            std::fprintf(stderr, "bench_window: the calls page never loaded\n");
+            return 1;
+        }
+        construction.push_back(ms);
+    }
+    report("construction -> GET /u/0/calls", construction);
+
+    // 3. showAndCall to the new-call request, each from an idle page.
+    window->showAndActivate();
+    std::vector<double> calls;
+    for (int i = 0; i < iterations * 2; ++i) {
+        // Calls come seconds apart in use; the pause lets the previous page's trailing work
+        // (favicon, style script) end, so each call starts from an idle page.
+        spinUntil([] { return false; }, 300);
+        const QString number = QStringLiteral("+1 202 555 %1").arg(1000 + i);
+        const QString target = QStringLiteral("/u/0/calls?a=nc,%2B1202555%1").arg(1000 + i);
+        const double ms = msUntilRequest(standIn, [&] { window->showAndCall(number); },
+                                         [&](const QString &t) { return t == target; });
+        if (ms < 0 || !waitForIdle(*window, callsTitle)) {
+            std::fprintf(stderr, "bench_window: no new-call request for %s\n", qPrintable(number));
+            return 1;
+        }
+        calls.push_back(ms);
+    }
+    report("showAndCall -> GET /u/0/calls?a=nc,...", calls);
+
+    window.reset();
+    return 0;
+}
