@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QElapsedTimer>
 #include <QHash>
 #include <QTemporaryDir>
@@ -97,6 +98,9 @@ int main(int argc, char **argv)
             kill(browser, SIGKILL);
             ShellRig::waitProcess(browser, 5000);
         }
+        // Its helpers still write to the profile for a moment after the browser has gone.
+        ShellRig::waitUntil([&] { return !QFile::exists(profile.path() + QStringLiteral("/SingletonLock")); }, 10000);
+        ShellRig::pump(500);
     }
     return dialwiseFigures.ms.isEmpty() ? 1 : 0;
 }

@@ -45,8 +45,10 @@ AppDelegate::AppDelegate(QObject *parent)
 
 AppDelegate::~AppDelegate()
 {
-    delete m_gvWindow;
+    // The icon first: it still points at the menu.
+    delete m_statusItem;
     delete m_menu;
+    delete m_gvWindow;
 }
 
 std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)

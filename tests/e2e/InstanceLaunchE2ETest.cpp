@@ -1,5 +1,6 @@
 // The running instance and second launches, through the real program on a private desktop:
 // start-up, links from xdg-open and from `dialwise LINK`, text requests, re-showing the window.
+#include "NotificationServerStandIn.h"
 #include "ShellRig.h"
 
 #include <QDBusConnection>
@@ -167,6 +168,19 @@ TEST_F(InstanceLaunchE2ETest, callTextWithoutNumber_failsWithMessage)
     EXPECT_EQ(run.err, QByteArray("dialwise: No valid phone number found\n"));
     ShellRig::pump(kNoCallWaitMs);
     EXPECT_TRUE(rig->newCallTargets(before).isEmpty());
+}
+
+TEST_F(InstanceLaunchE2ETest, failureWithoutTerminal_isAlsoShownAsNotification)
+{
+    // The rig gives dialwise a file for stderr, as a launcher or a keyboard shortcut would give
+    // it nothing anyone reads.
+    dialwise::testing::NotificationServerStandIn notifications;
+    ASSERT_TRUE(notifications.start());
+    const ShellRig::Run run = rig->run(QStringList{"--call-text", "hello"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(ShellRig::waitUntil([&] { return !notifications.received().isEmpty(); }, 5000));
+    EXPECT_EQ(notifications.received(), QStringList{"Dialwise|Dialwise|No valid phone number found"});
+    QDBusConnection::sessionBus().unregisterService("org.freedesktop.Notifications");
 }
 
 TEST_F(InstanceLaunchE2ETest, callTextEmpty_failsWithNoText)

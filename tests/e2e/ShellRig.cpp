@@ -268,9 +268,17 @@ namespace {
 
 // Top-level windows: children of the root, or the client windows one level below them when a
 // window manager reparents.
+// Windows come and go while they are looked at; a window gone between two requests is simply
+// not listed, instead of Xlib's default handler ending the process.
+int ignoreXErrors(Display *, XErrorEvent *)
+{
+    return 0;
+}
+
 QList<unsigned long> viewableTopLevels(const std::function<bool(Display *, Window)> &accept)
 {
     QList<unsigned long> result;
+    XSetErrorHandler(ignoreXErrors);
     Display *display = XOpenDisplay(nullptr);
     if (!display)
         return result;
