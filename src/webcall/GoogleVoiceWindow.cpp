@@ -211,7 +211,7 @@ void GoogleVoiceWindow::setupUI()
     m_loadTimeout->setSingleShot(true);
     m_loadTimeout->setInterval(kLoadTimeoutMs);
     connect(m_loadTimeout, &QTimer::timeout, this, [this] {
-        qCInfo(lcWebCall) << "load took longer than" << kLoadTimeoutMs / 1000 << "s, stopping it";
+        qCDebug(lcWebCall) << "load took longer than" << kLoadTimeoutMs / 1000 << "s, stopping it";
         m_webView->page()->triggerAction(QWebEnginePage::Stop);
     });
 
