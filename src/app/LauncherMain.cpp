@@ -44,17 +44,19 @@ void reportFailure(dialwise::SessionBusClient &bus, const QString &error)
         bus.notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), error);
 }
 
-// The module sits next to this program in a build tree and in <libdir>/dialwise when installed.
+// The module sits next to this program in a build tree, and in <libdir>/dialwise when installed:
+// looked up beside bin/ first so that an installed tree can be moved, then where it was installed.
 void *openGuiModule(std::string *error)
 {
-    std::string candidates[2];
+    std::string candidates[3];
     char self[PATH_MAX];
     if (realpath("/proc/self/exe", self)) {
         std::string dir(self);
         dir.erase(dir.rfind('/') + 1);
         candidates[0] = dir + dialwise::kGuiModuleFileName;
+        candidates[1] = dir + "../" DIALWISE_GUI_MODULE_RELATIVE_DIR "/" + dialwise::kGuiModuleFileName;
     }
-    candidates[1] = DIALWISE_GUI_MODULE_INSTALL_DIR "/" + std::string(dialwise::kGuiModuleFileName);
+    candidates[2] = DIALWISE_GUI_MODULE_INSTALL_DIR "/" + std::string(dialwise::kGuiModuleFileName);
     for (const std::string &path : candidates) {
         if (path.empty() || access(path.c_str(), R_OK) != 0)
             continue;
