@@ -159,6 +159,29 @@ TEST_F(GoogleVoiceWindowPage, cameraAndMicrophoneRequest_granted)
     EXPECT_EQ(rig.page()->title(), QStringLiteral("camera: granted"));
 }
 
+TEST_F(GoogleVoiceWindowPage, audio_playsWithoutUserGesture)
+{
+    // A tenth of a second of silence as an 8 kHz 8-bit WAV, made in the page and played at once,
+    // with no click: the web app's ringing must not wait for one.
+    rig.standIn.setPage(QStringLiteral("/autoplay"),
+                        "<!DOCTYPE html><html><head><title>play: waiting</title></head><body><script>"
+                        "var n=800,b=new Uint8Array(44+n),v=new DataView(b.buffer);"
+                        "function s(o,t){for(var i=0;i<t.length;i++)b[o+i]=t.charCodeAt(i);}"
+                        "s(0,'RIFF');v.setUint32(4,36+n,true);s(8,'WAVEfmt ');v.setUint32(16,16,true);"
+                        "v.setUint16(20,1,true);v.setUint16(22,1,true);v.setUint32(24,8000,true);"
+                        "v.setUint32(28,8000,true);v.setUint16(32,1,true);v.setUint16(34,8,true);"
+                        "s(36,'data');v.setUint32(40,n,true);b.fill(128,44);"
+                        "var a=new Audio(URL.createObjectURL(new Blob([b],{type:'audio/wav'})));"
+                        "a.play().then(function(){document.title='play: ok';})"
+                        ".catch(function(e){document.title='play: '+e.name;});"
+                        "</script></body></html>");
+    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
+    rig.navigate(QStringLiteral("/autoplay"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return rig.page()->title() != u"play: waiting" && rig.page()->title().startsWith(u"play:"); },
+                                kLoadTimeoutMs));
+    EXPECT_EQ(rig.page()->title(), QStringLiteral("play: ok"));
+}
+
 TEST_F(GoogleVoiceWindowPage, navigationButtons_startEnabledAndFollowFinishedNavigations)
 {
     EXPECT_TRUE(rig.window->backButton()->isEnabled());
