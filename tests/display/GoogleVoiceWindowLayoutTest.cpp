@@ -111,6 +111,24 @@ protected:
     WindowRig rig;
 };
 
+TEST_F(GoogleVoiceWindowLook, callInProgress_spinnerTurnsOverFieldEnd)
+{
+    rig.window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(rig.window.get()));
+    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
+    // The web app does not answer, so the call's page stays loading and the spinner turns.
+    rig.standIn.setStall(QStringLiteral("/u/0/calls"), dialwise::testing::VoiceStandIn::Stall::noAnswer);
+    rig.window->showAndCall(QStringLiteral("(202) 555-0123"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rig.window->spinner()->isVisible(); }, dialwise::testing::kLoadTimeoutMs));
+
+    const QImage before = rig.window->spinner()->grab().toImage();
+    // Two steps of the animation later the picture has moved on.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return rig.window->spinner()->grab().toImage() != before; }, 2000));
+    const QString dir = QStringLiteral(DIALWISE_SCREENSHOT_DIR);
+    ASSERT_TRUE(QDir().mkpath(dir));
+    EXPECT_TRUE(rig.window->grab().save(dir + QStringLiteral("/window-calling.png")));
+}
+
 TEST_F(GoogleVoiceWindowLook, newWindow_defaultSizeTitleAndMinimum)
 {
     EXPECT_EQ(rig.window->size(), QSize(420, 750));
