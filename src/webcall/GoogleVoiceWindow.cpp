@@ -186,7 +186,7 @@ void GoogleVoiceWindow::setupUI()
     callFont.setWeight(QFont::DemiBold);
     m_callButton->setFont(callFont);
     m_callButton->setCursor(Qt::PointingHandCursor);
-    // The system green of the platform the web app's users know from their phones.
+    // Green for "call", as on a phone's dial pad.
     m_callButton->setStyleSheet(QStringLiteral("QPushButton { background: #34c759; color: white; border: none; "
                                                "border-radius: 6px; }"
                                                "QPushButton:hover { background: #2fb651; }"
@@ -235,8 +235,10 @@ void GoogleVoiceWindow::setupUI()
     });
 
     // Links that want a new window (target=_blank, window.open) open in this view instead: the
-    // web app is meant to live in exactly one window. No page is created for them, so Chromium
-    // drops its would-be new window and only the address is kept.
+    // web app is meant to live in exactly one window. Qt first asks createWindow() for a page;
+    // the view's default gives none, and Qt then offers the address here. The request is not
+    // accepted, so Chromium drops its would-be new window. A navigation aimed at this page's own
+    // main frame never comes this way (Chromium navigates it in place), so none is filtered out.
     connect(page, &QWebEnginePage::newWindowRequested, this, [this](QWebEngineNewWindowRequest &request) {
         if (request.requestedUrl().isEmpty() || !request.requestedUrl().isValid())
             return;
