@@ -167,6 +167,26 @@ TEST_F(TrayMenuE2ETest, showDialwise_bringsBackTheClosedWindow)
     EXPECT_TRUE(m_rig.waitForVisibleWindow(10000));
 }
 
+TEST_F(TrayMenuE2ETest, leftClickOnIcon_popsUpTheMenu)
+{
+    ASSERT_TRUE(m_rig.waitForVisibleWindow(10000));
+    const QList<unsigned long> before = ShellRig::viewableWindows();
+    // What a panel sends for a left click on the icon.
+    QDBusMessage activate = QDBusMessage::createMethodCall(m_item, "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate");
+    activate << 100 << 100;
+    QDBusConnection::sessionBus().call(activate, QDBus::Block, 5000);
+    EXPECT_TRUE(ShellRig::waitUntil(
+        [&] {
+            for (unsigned long window : ShellRig::viewableWindows()) {
+                if (!before.contains(window))
+                    return true;
+            }
+            return false;
+        },
+        5000))
+        << "no menu window appeared";
+}
+
 TEST_F(TrayMenuE2ETest, quitDialwise_endsTheProgram)
 {
     const MenuNode *quit = find(layout(), "Quit Dialwise");
