@@ -11,7 +11,6 @@
 #include <QClipboard>
 #include <QCursor>
 #include <QDBusConnection>
-#include <QFile>
 #include <QFont>
 #include <QIcon>
 #include <QLocale>
