@@ -10,6 +10,7 @@
 #include "GoogleVoiceWindow.h"
 #include "VoiceAddress.h"
 #include "VoiceStandIn.h"
+#include "WebEngineTestSetup.h"
 
 #include <QApplication>
 #include <QDir>
@@ -170,10 +171,7 @@ QList<qint64> processTree(qint64 root)
 
 int main(int argc, char **argv)
 {
-    QByteArray flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
-    flags += " --disable-gpu --disable-dev-shm-usage";
-    qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.trimmed());
-    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    dialwise::testing::prepareWebEngineForTests();
     QApplication app(argc, argv);
     const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 15;
 

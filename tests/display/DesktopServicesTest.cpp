@@ -1,6 +1,7 @@
 // The calling core against a real desktop: a private D-Bus session with a notification server
 // owned by this test, and a recording xdg-open first on PATH standing in for the browser.
 #include "LinuxDesktopServices.h"
+#include "NotificationServerStandIn.h"
 #include "TestCallManager.h"
 
 #include <QApplication>
@@ -9,7 +10,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QVariantMap>
 
 #include <gtest/gtest.h>
 
@@ -35,32 +35,6 @@ QStringList openedUrls()
     return QString::fromUtf8(log.readAll()).split(u'\n', Qt::SkipEmptyParts);
 }
 
-// Records every Notify call, like a desktop's notification daemon would receive them.
-class NotificationServer final : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-
-public:
-    struct Received
-    {
-        QString appName;
-        QString summary;
-        QString body;
-    };
-    QList<Received> received;
-    QStringList capabilities{QStringLiteral("body")};
-
-public Q_SLOTS:
-    QStringList GetCapabilities() { return capabilities; }
-    uint Notify(const QString &appName, uint, const QString &, const QString &summary, const QString &body,
-                const QStringList &, const QVariantMap &, int)
-    {
-        received.append({appName, summary, body});
-        return static_cast<uint>(received.size());
-    }
-};
-
 class DesktopServices : public ::testing::Test
 {
 protected:
@@ -71,15 +45,12 @@ protected:
         m_serverBus = std::make_unique<QDBusConnection>(
             QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("notification-server")));
         ASSERT_TRUE(m_serverBus->isConnected()) << "run this test inside a D-Bus session";
-        ASSERT_TRUE(m_serverBus->registerObject(QStringLiteral("/org/freedesktop/Notifications"), &m_server,
-                                                QDBusConnection::ExportAllSlots));
-        ASSERT_TRUE(m_serverBus->registerService(QStringLiteral("org.freedesktop.Notifications")));
+        ASSERT_TRUE(m_server.start(*m_serverBus));
     }
 
     void TearDown() override
     {
-        m_serverBus->unregisterService(QStringLiteral("org.freedesktop.Notifications"));
-        m_serverBus->unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
+        m_server.stop();
         QDBusConnection::disconnectFromBus(QStringLiteral("notification-server"));
     }
 
@@ -91,10 +62,10 @@ protected:
         return std::make_unique<TestCallManager>(services);
     }
 
-    bool waitForNotifications(int count) { return QTest::qWaitFor([&] { return m_server.received.size() >= count; }, 5000); }
+    bool waitForNotifications(int count) { return QTest::qWaitFor([&] { return m_server.received().size() >= count; }, 5000); }
 
     CallManagerRig m_rig;
-    NotificationServer m_server;
+    dialwise::testing::NotificationServerStandIn m_server;
     std::unique_ptr<QDBusConnection> m_serverBus;
 };
 
@@ -106,10 +77,8 @@ TEST_F(DesktopServices, googleVoice_notifiesOnceAndOpensNewCallAddress)
     ASSERT_TRUE(waitForNotifications(1));
     ASSERT_TRUE(QTest::qWaitFor([] { return !openedUrls().isEmpty(); }, 5000)) << "xdg-open was not run";
     QTest::qWait(200); // time for a second, unwanted notification to show up
-    ASSERT_EQ(m_server.received.size(), 1);
-    EXPECT_EQ(m_server.received[0].appName, QStringLiteral("Dialwise"));
-    EXPECT_EQ(m_server.received[0].summary, QStringLiteral("Dialwise \u2192 Google Voice"));
-    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Calling (555) 123-4567..."));
+    // Each entry reads "app name|summary|body".
+    EXPECT_EQ(m_server.received(), QStringList{QStringLiteral("Dialwise|Dialwise \u2192 Google Voice|Calling (555) 123-4567...")});
     EXPECT_EQ(openedUrls(), QStringList{QStringLiteral("https://voice.google.com/u/0/calls?a=nc,%2B15551234567")});
 }
 
@@ -121,7 +90,7 @@ TEST_F(DesktopServices, browserTel_opensTelUrlWithoutNotification)
     ASSERT_TRUE(QTest::qWaitFor([] { return !openedUrls().isEmpty(); }, 5000));
     EXPECT_EQ(openedUrls(), QStringList{QStringLiteral("tel:+15551234567")});
     QTest::qWait(200);
-    EXPECT_TRUE(m_server.received.isEmpty());
+    EXPECT_TRUE(m_server.received().isEmpty());
 }
 
 TEST_F(DesktopServices, invalidNumber_notifiesWithTextAsPassed)
@@ -130,8 +99,7 @@ TEST_F(DesktopServices, invalidNumber_notifiesWithTextAsPassed)
     manager->call(QStringLiteral(" 12345 "));
 
     ASSERT_TRUE(waitForNotifications(1));
-    EXPECT_EQ(m_server.received[0].summary, QStringLiteral("Dialwise"));
-    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Invalid phone number:  12345 "));
+    EXPECT_EQ(m_server.received().front(), QStringLiteral("Dialwise|Dialwise|Invalid phone number:  12345 "));
     EXPECT_TRUE(manager->callHistory().isEmpty());
 }
 
@@ -141,28 +109,28 @@ TEST_F(DesktopServices, serverWithoutMarkup_getsBodyAsTyped)
     manager->call(QStringLiteral("<b>&amp;"));
 
     ASSERT_TRUE(waitForNotifications(1));
-    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Invalid phone number: <b>&amp;"));
+    EXPECT_EQ(m_server.received().front(), QStringLiteral("Dialwise|Dialwise|Invalid phone number: <b>&amp;"));
 }
 
 TEST_F(DesktopServices, serverWithMarkup_getsEscapedBodySoUserSeesItAsTyped)
 {
-    m_server.capabilities << QStringLiteral("body-markup");
+    m_server.setCapabilities({QStringLiteral("body"), QStringLiteral("body-markup")});
     auto manager = makeManager();
     manager->call(QStringLiteral("<b>&amp;"));
 
     ASSERT_TRUE(waitForNotifications(1));
-    EXPECT_EQ(m_server.received[0].body, QStringLiteral("Invalid phone number: &lt;b&gt;&amp;amp;"));
+    EXPECT_EQ(m_server.received().front(), QStringLiteral("Dialwise|Dialwise|Invalid phone number: &lt;b&gt;&amp;amp;"));
 }
 
 TEST_F(DesktopServices, noNotificationServer_isSilentAndCallStillRecorded)
 {
-    m_serverBus->unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+    m_server.stop();
     auto manager = makeManager();
     manager->call(QStringLiteral("5551234567"));
 
     ASSERT_TRUE(QTest::qWaitFor([] { return !openedUrls().isEmpty(); }, 5000));
     QTest::qWait(300);
-    EXPECT_TRUE(m_server.received.isEmpty());
+    EXPECT_TRUE(m_server.received().isEmpty());
     EXPECT_EQ(manager->callHistory().size(), 1);
 }
 
@@ -186,4 +154,3 @@ int main(int argc, char **argv)
     return RUN_ALL_TESTS();
 }
 
-#include "DesktopServicesTest.moc"
