@@ -3,6 +3,7 @@
 #include "AppDelegate.h"
 #include "BusNames.h"
 #include "CallManager.h"
+#include "FailureReport.h"
 #include "GuiEntry.h"
 #include "LinuxDesktopServices.h"
 #include "QSettingsStore.h"
@@ -13,17 +14,10 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 
-#include <cstdio>
 #include <memory>
 #include <unistd.h>
 
 namespace {
-
-void printError(const QString &message)
-{
-    const QByteArray bytes = (QStringLiteral("dialwise: ") + message + u'\n').toLocal8Bit();
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stderr);
-}
 
 // Lost a start-up race: another Dialwise took the name between the launcher's question and
 // ours. The request goes to it the same way the launcher would have sent it.
@@ -32,13 +26,12 @@ int forwardToWinner(const dialwise::LaunchRequest &request)
     QString error;
     std::unique_ptr<dialwise::SessionBusClient> bus = dialwise::SessionBusClient::connect(&error);
     if (!bus) {
-        printError(error);
+        dialwise::printFailure(error);
         return 1;
     }
     const dialwise::RequestForwarder::Result result = dialwise::RequestForwarder(*bus).forward(request);
     if (result.status == dialwise::RequestForwarder::Result::Status::failed) {
-        printError(result.error);
-        if (!isatty(STDERR_FILENO))
+        if (dialwise::printFailure(result.error))
             bus->notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), result.error);
         return 1;
     }
@@ -72,7 +65,7 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        printError(QStringLiteral("no D-Bus session bus; running alone, so links and other programs cannot reach "
+        dialwise::printFailure(QStringLiteral("no D-Bus session bus; running alone, so links and other programs cannot reach "
                                   "this Dialwise"));
     } else if (!bus.registerService(QString::fromLatin1(dialwise::bus::kServiceName))) {
         return forwardToWinner(*request);
@@ -80,8 +73,7 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
 
     dialwise::AppDelegate delegate;
     if (const std::optional<QString> error = delegate.applicationDidFinishLaunching(*request)) {
-        printError(*error);
-        if (!isatty(STDERR_FILENO) && bus.isConnected())
+        if (dialwise::printFailure(*error) && bus.isConnected())
             dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), *error);
     }
     return QApplication::exec();

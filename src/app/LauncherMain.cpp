@@ -4,6 +4,7 @@
 #include "BusNames.h"
 #include "CommandLine.h"
 #include "Explain.h"
+#include "FailureReport.h"
 #include "GuiEntry.h"
 #include "RequestForwarder.h"
 #include "SessionBusClient.h"
@@ -22,26 +23,11 @@
 
 namespace {
 
-void printText(const QString &text, FILE *stream)
-{
-    const QByteArray bytes = text.toLocal8Bit();
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
-}
-
 int explainCommand(const QString &text)
 {
     const dialwise::Explanation explanation = dialwise::explain(text, dialwise::voice::baseUrl());
-    printText(explanation.text, stdout);
+    dialwise::printText(explanation.text, stdout);
     return explanation.dialable ? 0 : 1;
-}
-
-// Errors go to stderr; started from a link or a keyboard shortcut nobody reads stderr, so then
-// the desktop shows them as well.
-void reportFailure(dialwise::SessionBusClient &bus, const QString &error)
-{
-    printText(QStringLiteral("dialwise: ") + error + u'\n', stderr);
-    if (!isatty(STDERR_FILENO))
-        bus.notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), error);
 }
 
 // The module sits next to this program in a build tree, and in <libdir>/dialwise when installed:
@@ -92,15 +78,15 @@ int main(int argc, char **argv)
     const dialwise::CommandLine line = dialwise::CommandLine::parse(arguments);
     switch (line.action) {
     case dialwise::CommandLine::Action::help:
-        printText(dialwise::CommandLine::helpText(), stdout);
+        dialwise::printText(dialwise::CommandLine::helpText(), stdout);
         return 0;
     case dialwise::CommandLine::Action::version:
-        printText(dialwise::CommandLine::versionText(), stdout);
+        dialwise::printText(dialwise::CommandLine::versionText(), stdout);
         return 0;
     case dialwise::CommandLine::Action::explain:
         return explainCommand(line.explainText);
     case dialwise::CommandLine::Action::usageError:
-        printText(QStringLiteral("dialwise: ") + line.error + u'\n', stderr);
+        dialwise::printFailure(line.error);
         return dialwise::CommandLine::kUsageExitCode;
     case dialwise::CommandLine::Action::run:
         break;
@@ -113,7 +99,8 @@ int main(int argc, char **argv)
         case dialwise::RequestForwarder::Result::Status::delivered:
             return 0;
         case dialwise::RequestForwarder::Result::Status::failed:
-            reportFailure(*bus, result.error);
+            if (dialwise::printFailure(result.error))
+                bus->notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), result.error);
             return 1;
         case dialwise::RequestForwarder::Result::Status::noInstance:
             break;
