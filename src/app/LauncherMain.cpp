@@ -55,8 +55,24 @@ void *openGuiModule(std::string *error)
     return nullptr;
 }
 
+// Without a display Qt would abort while loading its platform plugin; say why instead. A
+// platform named in QT_QPA_PLATFORM (offscreen, say) is the user's own choice and is respected.
+bool hasDisplay()
+{
+    for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+        const char *value = std::getenv(variable);
+        if (value && *value)
+            return true;
+    }
+    return false;
+}
+
 int becomeDialwise(int argc, char **argv, const dialwise::LaunchRequest &request)
 {
+    if (!hasDisplay()) {
+        dialwise::printFailure(QStringLiteral("no display to show Dialwise on (neither DISPLAY nor WAYLAND_DISPLAY is set)"));
+        return 1;
+    }
     std::string error;
     void *module = openGuiModule(&error);
     auto entry = module ? reinterpret_cast<DialwiseGuiMain>(dlsym(module, dialwise::kGuiEntrySymbol)) : nullptr;

@@ -7,6 +7,7 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -27,13 +28,16 @@ struct ProcessResult
     int exitCode = -1;
 };
 
-ProcessResult runDialwise(const QStringList &arguments, std::optional<QString> voiceUrl)
+ProcessResult runDialwise(const QStringList &arguments, std::optional<QString> voiceUrl,
+                          const std::function<void(QProcessEnvironment &)> &adjust = {})
 {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("DIALWISE_VOICE_URL"));
     if (voiceUrl)
         environment.insert(QStringLiteral("DIALWISE_VOICE_URL"), *voiceUrl);
+    if (adjust)
+        adjust(environment);
     process.setProcessEnvironment(environment);
     process.start(program(), arguments);
     if (!process.waitForFinished(30'000)) {
@@ -130,6 +134,24 @@ TEST(ExplainProcess, NoText_ExitsTwoAndPrintsNothing)
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_EQ(run.out, QString());
     EXPECT_FALSE(run.err.isEmpty());
+}
+
+// Started where there is no display and no running Dialwise to hand the request to (a cron job,
+// an ssh session): a clear error and exit 1, not an abort inside Qt's platform plugin loader.
+TEST(LauncherProcess, NoDisplayNoInstance_ClearErrorExitsOne)
+{
+    for (const QStringList &arguments :
+         {QStringList{}, QStringList{QStringLiteral("tel:+15551234567")}, QStringList{QStringLiteral("--call-text"), QStringLiteral("5551234567")}}) {
+        const ProcessResult run = runDialwise(arguments, std::nullopt, [](QProcessEnvironment &environment) {
+            for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+                environment.remove(QString::fromLatin1(variable));
+            // No bus either, so nothing could take the request instead.
+            environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
+        });
+        EXPECT_EQ(run.exitCode, 1) << arguments.join(u' ').toStdString();
+        EXPECT_TRUE(run.err.contains(QStringLiteral("dialwise: no display to show Dialwise on")))
+            << run.err.toStdString();
+    }
 }
 
 } // namespace
