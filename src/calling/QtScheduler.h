@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Scheduler.h"
+
+namespace dialwise {
+
+// The real scheduler: precise single-shot and repeating QTimers on the calling thread's event loop.
+class QtScheduler final : public Scheduler
+{
+public:
+    std::shared_ptr<ScheduledTask> runOnce(Duration delay, QObject *target, Action action) override;
+    std::shared_ptr<ScheduledTask> runRepeating(Duration interval, QObject *target, Action action) override;
+    int activeTaskCount() const override;
+
+private:
+    std::shared_ptr<ScheduledTask> schedule(Duration delay, bool repeating, QObject *target, Action action);
+
+    // Shared with every task so a count survives tasks outliving the scheduler and vice versa.
+    std::shared_ptr<int> m_active = std::make_shared<int>(0);
+};
+
+} // namespace dialwise
