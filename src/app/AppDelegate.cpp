@@ -5,6 +5,7 @@
 #include "DBusServices.h"
 #include "GoogleVoiceWindow.h"
 #include "InboundRequests.h"
+#include "SchemeRegistration.h"
 #include "TrayMenuModel.h"
 
 #include <QApplication>
@@ -16,8 +17,6 @@
 #include <QLocale>
 #include <QLoggingCategory>
 #include <QMenu>
-#include <QProcess>
-#include <QStandardPaths>
 #include <QSystemTrayIcon>
 
 Q_LOGGING_CATEGORY(lcShell, "dialwise.shell")
@@ -51,14 +50,14 @@ AppDelegate::~AppDelegate()
     delete m_gvWindow;
 }
 
-std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)
+std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)
 {
     m_gvWindow = new GoogleVoiceWindow(m_callManager, m_scheduler);
     setupMenuBar();
     registerAsURLHandler();
     registerServices();
 
-    std::optional<QString> error;
+    std::optional<RequestFailure> error;
     switch (startRequest.kind) {
     case LaunchRequest::Kind::activate:
         break;
@@ -87,24 +86,25 @@ void AppDelegate::handleURLEvent(const QString &url)
 {
     const InboundAction action = InboundRequests::forUrl(url);
     if (action.kind == InboundAction::Kind::call)
-        window().showAndCall(action.text);
+        window().showAndCall(action.number);
 }
 
-std::optional<QString> AppDelegate::handlePhoneCall(const std::optional<QString> &text)
+std::optional<RequestFailure> AppDelegate::handlePhoneCall(const std::optional<QString> &text)
 {
     const InboundAction action = InboundRequests::forText(text);
     if (action.kind == InboundAction::Kind::call) {
-        window().showAndCall(action.text);
+        window().showAndCall(action.number);
         return std::nullopt;
     }
-    return action.text;
+    return action.failure;
 }
 
-std::optional<QString> AppDelegate::callSelection()
+std::optional<RequestFailure> AppDelegate::callSelection()
 {
     QClipboard *clipboard = QGuiApplication::clipboard();
     if (!clipboard || !clipboard->supportsSelection())
         return handlePhoneCall(std::nullopt);
+    // Nothing selected is no text at all, not empty text.
     const QString text = clipboard->text(QClipboard::Selection);
     return handlePhoneCall(text.isEmpty() ? std::nullopt : std::optional<QString>(text));
 }
@@ -191,15 +191,7 @@ void AppDelegate::callFromHistory(QAction *item)
 
 void AppDelegate::registerAsURLHandler()
 {
-    // Only where the desktop entry is installed: pointing the schemes at a missing entry would
-    // leave links with no handler at all.
-    if (QStandardPaths::locate(QStandardPaths::ApplicationsLocation, QString::fromLatin1(kDesktopEntry)).isEmpty())
-        return;
-    // One run for both schemes: two xdg-mime runs at once would race on mimeapps.list. Fire and
-    // forget: a desktop without xdg-utils simply keeps its current handlers.
-    QProcess::startDetached(QStringLiteral("xdg-mime"),
-                            {QStringLiteral("default"), QString::fromLatin1(kDesktopEntry),
-                             QStringLiteral("x-scheme-handler/tel"), QStringLiteral("x-scheme-handler/callto")});
+    registerSchemeHandler(QString::fromLatin1(kDesktopEntry), {QStringLiteral("tel"), QStringLiteral("callto")});
 }
 
 void AppDelegate::registerServices()
