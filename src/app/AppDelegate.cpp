@@ -14,6 +14,8 @@
 #include <QDBusConnection>
 #include <QFont>
 #include <QIcon>
+#include <QKeyEvent>
+#include <QKeySequence>
 #include <QLocale>
 #include <QLoggingCategory>
 #include <QMenu>
@@ -173,11 +175,33 @@ void AppDelegate::updateMenu()
         }
     }
 
+    // An open menu takes every key press, and Qt does not look for its own items' shortcuts
+    // there; the filter does, so Ctrl+1 and Ctrl+Q work with the menu open.
+    menu->installEventFilter(this);
     m_statusItem->setContextMenu(menu);
     // The old menu may be the one whose item is being handled right now.
     if (m_menu)
         m_menu->deleteLater();
     m_menu = menu;
+}
+
+bool AppDelegate::eventFilter(QObject *watched, QEvent *event)
+{
+    auto *menu = qobject_cast<QMenu *>(watched);
+    if (!menu || event->type() != QEvent::KeyPress)
+        return QObject::eventFilter(watched, event);
+    const QKeySequence pressed(static_cast<QKeyEvent *>(event)->keyCombination());
+    const QList<QAction *> actions = menu->actions();
+    for (QAction *action : actions) {
+        if (action->isEnabled() && !action->shortcut().isEmpty() && action->shortcut() == pressed) {
+            // Closed first, as a click on the item would: the action may show a window that
+            // must not open under a menu that still holds the keyboard.
+            menu->close();
+            action->trigger();
+            return true;
+        }
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void AppDelegate::callFromHistory(QAction *item)

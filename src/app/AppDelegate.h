@@ -49,6 +49,7 @@ public:
     GoogleVoiceWindow *gvWindow() const { return m_gvWindow; }
 
 private:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void setupMenuBar();
     void updateMenu();
     void registerAsURLHandler();
