@@ -73,7 +73,9 @@ std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRe
         break;
     }
 
-    window().showAndActivate();
+    // A hidden start (login, the session bus) leaves the window to the first request.
+    if (!startRequest.hidden)
+        window().showAndActivate();
     return error;
 }
 
