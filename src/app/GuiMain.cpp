@@ -64,14 +64,10 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
                                               std::make_shared<dialwise::SystemClock>()});
 
     QDBusConnection bus = QDBusConnection::sessionBus();
-    // The session bus starts Dialwise hidden (D-Bus activation) and holds the caller's message
-    // until the name is owned; it is then delivered at once, so a hidden start claims the name
-    // only when its objects answer. Other starts claim it first: a loser then opens no window.
-    const bool claimFirst = !request->hidden;
     if (!bus.isConnected()) {
         dialwise::printFailure(QStringLiteral("no D-Bus session bus; running alone, so links and other programs cannot reach "
                                   "this Dialwise"));
-    } else if (claimFirst && !bus.registerService(QString::fromLatin1(dialwise::bus::kServiceName))) {
+    } else if (!bus.registerService(QString::fromLatin1(dialwise::bus::kServiceName))) {
         return forwardToWinner(*request);
     }
 
@@ -80,8 +76,5 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
         if (dialwise::printFailure(*error) && bus.isConnected())
             dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), *error);
     }
-    // Another Dialwise came up meanwhile: it runs, which is all a hidden start asks for.
-    if (bus.isConnected() && !claimFirst && !bus.registerService(QString::fromLatin1(dialwise::bus::kServiceName)))
-        return 0;
     return QApplication::exec();
 }
