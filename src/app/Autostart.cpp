@@ -12,7 +12,7 @@ namespace {
 constexpr char kEntryName[] = DIALWISE_APP_ID ".desktop";
 
 // Characters the Desktop Entry format reserves on an Exec line; a path holding any of them is
-// quoted. "%" is not among them but starts a field code, so it is doubled in any case.
+// quoted.
 bool isReserved(QChar c)
 {
     static const QString reserved = QStringLiteral(" \t\n\"'\\><~|&;$*?#`=()");
@@ -79,7 +79,8 @@ Autostart::Outcome Autostart::enable(const QString &program) const
 {
     const std::optional<QString> text = entryText(program);
     if (!text)
-        return {1, {}, QStringLiteral("cannot start %1 from a login entry: its path holds a control character").arg(program)};
+        return {1, {}, QStringLiteral("cannot start %1 from a login entry: its path holds a control character or a %, "
+                                      "which desktops do not read back as written").arg(program)};
 
     const QString path = entryPath();
     const QString folder = QFileInfo(path).absolutePath();
@@ -115,27 +116,24 @@ std::optional<QString> Autostart::execProgram(const QString &program)
 {
     bool plain = true;
     for (const QChar c : program) {
-        if (c.category() == QChar::Other_Control)
+        // A "%" would have to be written "%%", and GLib looks for the program under the
+        // doubled name before it starts anything, so such an entry would never run.
+        if (c.category() == QChar::Other_Control || c == u'%')
             return std::nullopt;
         if (isReserved(c))
             plain = false;
     }
-    QString word;
-    if (plain) {
-        word = program;
-    } else {
-        // Quoting rule first (\ before " ` $ \ inside double quotes), then the rule every
-        // string value follows (a backslash is written as two), as readers undo them in the
-        // opposite order.
-        QString quoted;
-        for (const QChar c : program) {
-            if (c == u'"' || c == u'`' || c == u'$' || c == u'\\')
-                quoted += u'\\';
-            quoted += c;
-        }
-        word = u'"' + quoted.replace(u'\\', QStringLiteral("\\\\")) + u'"';
+    if (plain)
+        return program;
+    // Quoting rule first (\ before " ` $ \ inside double quotes), then the rule every string
+    // value follows (a backslash is written as two), as readers undo them in the opposite order.
+    QString quoted;
+    for (const QChar c : program) {
+        if (c == u'"' || c == u'`' || c == u'$' || c == u'\\')
+            quoted += u'\\';
+        quoted += c;
     }
-    return word.replace(u'%', QStringLiteral("%%"));
+    return u'"' + quoted.replace(u'\\', QStringLiteral("\\\\")) + u'"';
 }
 
 std::optional<QString> Autostart::entryText(const QString &program)

@@ -43,11 +43,11 @@ public:
     Outcome enable(const QString &program) const;
     // Removes the entry; already off is not an error.
     Outcome disable() const;
-    // Prints "on" or "off".
+    // The answer to a bare --autostart: "on" or "off".
     Outcome query() const;
 
     // The entry's text for `program` (an absolute path); no value when the path cannot be
-    // written on an Exec line (a control character in it).
+    // written on an Exec line so that desktops run it (a control character or "%" in it).
     static std::optional<QString> entryText(const QString &program);
     // `program` as the first word of an Exec line: bare when it is plain, else quoted and
     // escaped the way the Desktop Entry format wants.

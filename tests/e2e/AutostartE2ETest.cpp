@@ -6,6 +6,7 @@
 #include "VoiceAddress.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDir>
 #include <QFile>
@@ -137,6 +138,34 @@ TEST_F(AutostartE2ETest, loginEntryStartedByDesktop_runsHiddenAndTakesHandOvers)
     EXPECT_EQ(handOver.exitCode, 0) << handOver.err.toStdString();
     EXPECT_TRUE(rig.standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550171"), kCallWaitMs, before));
     EXPECT_TRUE(rig.waitForVisibleWindow(kCallWaitMs)) << "a call shows the window";
+}
+
+TEST_F(AutostartE2ETest, programInFolderWithReservedCharacters_loginEntryStillStartsIt)
+{
+    // A copy of the program (and its module, which it finds beside itself) in a folder whose
+    // name needs the Exec line's quoting and escaping; GIO, reading the entry as a desktop
+    // does, must arrive at exactly that program.
+    QTemporaryDir scratch;
+    ASSERT_TRUE(scratch.isValid());
+    const QString folder = scratch.path() + QStringLiteral("/my \"dial\" $HOME `x` it's \\ (a;b)");
+    ASSERT_TRUE(QDir().mkpath(folder));
+    const QString program = folder + QStringLiteral("/dialwise");
+    const QString buildDir = QFileInfo(ShellRig::program()).absolutePath();
+    ASSERT_TRUE(QFile::copy(ShellRig::program(), program));
+    ASSERT_TRUE(QFile::copy(buildDir + QStringLiteral("/dialwise-gui.so"), folder + QStringLiteral("/dialwise-gui.so")));
+    ASSERT_TRUE(rig.startStandIn());
+
+    const ShellRig::Run on = rig.runTool(program, {QStringLiteral("--autostart"), QStringLiteral("on")});
+    ASSERT_EQ(on.exitCode, 0) << on.err.toStdString();
+    const ShellRig::Run validate = rig.runTool(QStringLiteral("desktop-file-validate"), {entryPath()});
+    EXPECT_TRUE(validate.exitCode == 0 && validate.out.isEmpty()) << validate.out.toStdString();
+
+    const ShellRig::Run launch = rig.runTool(QStringLiteral("gio"), {QStringLiteral("launch"), entryPath()});
+    ASSERT_EQ(launch.exitCode, 0) << launch.err.toStdString();
+    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::nameOwned(); }, kStartMs)) << readAll(entryPath()).toStdString();
+    QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+    const uint pid = bus->servicePid(QString::fromLatin1(dialwise::bus::kServiceName)).value();
+    EXPECT_EQ(QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).canonicalFilePath(), QFileInfo(program).canonicalFilePath());
 }
 
 } // namespace

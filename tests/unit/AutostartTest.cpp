@@ -171,13 +171,17 @@ TEST_F(AutostartTest, disableWhenEntryCannotBeRemoved_failsWithPath)
     EXPECT_TRUE(outcome.error.startsWith("cannot remove " + autostart.entryPath() + ": ")) << outcome.error.toStdString();
 }
 
-TEST_F(AutostartTest, enableWithControlCharacterInPath_failsAndWritesNothing)
+TEST_F(AutostartTest, enableWithPathDesktopsCannotRun_failsAndWritesNothing)
 {
     const Autostart autostart(configHome());
-    const Autostart::Outcome outcome = autostart.enable(QStringLiteral("/opt/a\nb/dialwise"));
-    EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_TRUE(outcome.error.contains("control character")) << outcome.error.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(autostart.entryPath()));
+    for (const QString &program : {QStringLiteral("/opt/a\nb/dialwise"), QStringLiteral("/opt/100%/dialwise")}) {
+        const Autostart::Outcome outcome = autostart.enable(program);
+        EXPECT_EQ(outcome.exitCode, 1);
+        EXPECT_EQ(outcome.error, "cannot start " + program
+                                     + " from a login entry: its path holds a control character or a %, which desktops "
+                                       "do not read back as written");
+        EXPECT_FALSE(QFileInfo::exists(autostart.entryPath()));
+    }
 }
 
 struct ExecRow
@@ -197,7 +201,7 @@ class AutostartExecTest : public ::testing::TestWithParam<ExecRow>
 };
 
 // Desktop Entry format: reserved characters need double quotes; inside them " ` $ \ take a
-// backslash, then every backslash of the string value is doubled; % is always doubled.
+// backslash, then every backslash of the string value is doubled.
 TEST_P(AutostartExecTest, execProgram_quotesAndEscapesAsDesktopEntriesWant)
 {
     const ExecRow &row = GetParam();
@@ -218,8 +222,9 @@ INSTANTIATE_TEST_SUITE_P(
                       ExecRow{"backtick", "/home/u/a`b/dialwise", "\"/home/u/a\\\\`b/dialwise\""},
                       ExecRow{"backslash", "/home/u/a\\b/dialwise", "\"/home/u/a\\\\\\\\b/dialwise\""},
                       ExecRow{"singleQuote", "/home/u/it's/dialwise", "\"/home/u/it's/dialwise\""},
-                      ExecRow{"percentPlain", "/home/u/100%/dialwise", "/home/u/100%%/dialwise"},
-                      ExecRow{"percentQuoted", "/home/u/100 %/dialwise", "\"/home/u/100 %%/dialwise\""},
+                      // "%%" is how the format writes it, but GLib then looks for a program
+                      // named "100%%" and refuses the entry.
+                      ExecRow{"percent", "/home/u/100%/dialwise", nullptr},
                       ExecRow{"nonAscii", "/home/ü/dialwise", "/home/ü/dialwise"},
                       ExecRow{"newline", "/home/u/a\nb/dialwise", nullptr},
                       ExecRow{"tab", "/home/u/a\tb/dialwise", nullptr}),
