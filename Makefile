@@ -4,17 +4,24 @@ BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 CTEST_ARGS ?=
 
-.PHONY: all deps configure build run test bench clean
+.PHONY: all deps configure build run test bench package clean
 
 all: build
 
 deps:
 	@./tools/install-deps
 
+# Installed (and packaged) under /usr, as Debian packages are: the launcher remembers where its
+# module is installed, so the prefix is fixed when configuring. A tree configured for another
+# prefix is set right here.
+PREFIX := /usr
+
 $(BUILD_DIR)/build.ninja:
-	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE)
+	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 
 configure: deps $(BUILD_DIR)/build.ninja
+	@grep -qx 'CMAKE_INSTALL_PREFIX:PATH=$(PREFIX)' $(BUILD_DIR)/CMakeCache.txt \
+		|| cmake -S . -B $(BUILD_DIR) -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 
 build: configure
 	cmake --build $(BUILD_DIR)
@@ -27,6 +34,10 @@ run: build
 
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure --timeout 600 $(CTEST_ARGS)
+
+# build/dialwise_<version>_<arch>.deb, made by CPack from the install rules.
+package: build
+	cmake --build $(BUILD_DIR) --target package
 
 bench: build
 	./tools/run-benchmarks $(BUILD_DIR)

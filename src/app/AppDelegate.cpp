@@ -75,7 +75,9 @@ std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const L
         break;
     }
 
-    window().showAndActivate();
+    // A hidden start (login, the session bus) leaves the window to the first request.
+    if (!startRequest.hidden)
+        window().showAndActivate();
     return error;
 }
 

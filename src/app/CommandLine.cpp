@@ -18,6 +18,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     CommandLine line;
     bool callText = false;
     bool callSelection = false;
+    bool hidden = false;
     bool optionsEnded = false;
     QStringList uris;
 
@@ -50,6 +51,20 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             line.request.text = arguments[++i];
         } else if (argument == u"--call-selection") {
             callSelection = true;
+        } else if (argument == u"--hidden") {
+            hidden = true;
+        } else if (argument == u"--autostart") {
+            // Alone it asks; "on" or "off" may follow. Nothing else may come with it: it changes
+            // a file and exits, it never reaches Dialwise.
+            line.action = Action::autostart;
+            const QStringList rest = arguments.mid(i + 1);
+            if (rest.size() > 1 || (rest.size() == 1 && rest[0] != u"on" && rest[0] != u"off"))
+                return usageError(QStringLiteral("--autostart takes on or off, or nothing to ask which it is"));
+            if (i > 0)
+                return usageError(QStringLiteral("--autostart goes alone: dialwise --autostart [on|off]"));
+            if (rest.size() == 1)
+                line.autostart = rest[0] == u"on" ? AutostartChange::on : AutostartChange::off;
+            return line;
         } else {
             return usageError(QStringLiteral("unknown option %1 (see dialwise --help)").arg(argument));
         }
@@ -59,6 +74,12 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     // leave part of it silently undone.
     if (int(callText) + int(callSelection) + int(!uris.isEmpty()) > 1)
         return usageError(QStringLiteral("give links, --call-text or --call-selection, not several of them"));
+
+    // A hidden start only makes sure Dialwise runs; anything it should dial would show the
+    // window anyway, so the two are not mixed.
+    if (hidden && (callText || callSelection || !uris.isEmpty()))
+        return usageError(QStringLiteral("--hidden goes alone: it starts Dialwise without a window"));
+    line.request.hidden = hidden;
 
     if (callText) {
         line.request.kind = LaunchRequest::Kind::callText;
@@ -76,6 +97,8 @@ QString CommandLine::helpText()
     return QStringLiteral(
         "Usage: dialwise [LINK...]\n"
         "       dialwise --call-text TEXT | --call-selection\n"
+        "       dialwise --hidden\n"
+        "       dialwise --autostart [on|off]\n"
         "       dialwise --explain TEXT | --help | --version\n"
         "\n"
         "Places calls through the Google Voice web app in Dialwise's own window. Starts Dialwise\n"
@@ -85,6 +108,12 @@ QString CommandLine::helpText()
         "  (no arguments)     show the Dialwise window\n"
         "  --call-text TEXT   call the phone number found in TEXT\n"
         "  --call-selection   call the phone number in the selected text (X11 primary selection)\n"
+        "  --hidden           start Dialwise in the tray without showing its window; nothing\n"
+        "                     happens when it already runs\n"
+        "  --autostart on     start Dialwise hidden at every login (writes\n"
+        "                     $XDG_CONFIG_HOME/autostart/" DIALWISE_APP_ID ".desktop)\n"
+        "  --autostart off    stop starting it at login (removes that file)\n"
+        "  --autostart        print on or off: whether Dialwise starts at login\n"
         "  --explain TEXT     print what would be dialled for TEXT, and nothing else\n"
         "  --help             print this text\n"
         "  --version          print the version\n"

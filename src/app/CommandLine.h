@@ -16,14 +16,18 @@ struct CommandLine
         help,    // print helpText() on stdout, exit 0
         version, // print "dialwise 0.1.0", exit 0
         explain, // print what would be dialled for `text`
+        autostart, // query, write or remove the login entry (`autostart`), exit 0 or 1
         usageError, // print "dialwise: " + error on stderr, exit kUsageExitCode
     };
 
     static constexpr int kUsageExitCode = 2;
 
+    enum class AutostartChange { query, on, off };
+
     Action action = Action::run;
     LaunchRequest request;
     QString explainText;
+    AutostartChange autostart = AutostartChange::query;
     QString error;
 
     bool operator==(const CommandLine &) const = default;

@@ -1,6 +1,7 @@
 #include "DBusServices.h"
 
 #include "BusNames.h"
+#include "LinuxDesktopServices.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -26,9 +27,16 @@ void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &)
 
 void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &)
 {
-    // Only "quit" exists; unknown actions are ignored as the desktop's launchers expect.
-    if (actionName == u"quit")
+    // "quit", and the desktop entry's action "call-selection" (desktops start the actions of a
+    // D-Bus-activatable entry through this method, not through its Exec line). Unknown actions
+    // are ignored as the desktop's launchers expect.
+    if (actionName == u"quit") {
         m_handler.quit();
+    } else if (actionName == u"call-selection") {
+        // Nobody waits for an answer here, so a failure is shown the way the launcher shows it.
+        if (const std::optional<RequestFailure> failure = m_handler.callSelection())
+            postDesktopNotification(QDBusConnection::sessionBus(), QStringLiteral("Dialwise"), failureMessage(*failure));
+    }
 }
 
 CallsAdaptor::CallsAdaptor(QObject *exported, InboundHandler &handler)

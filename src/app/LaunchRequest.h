@@ -19,6 +19,9 @@ struct LaunchRequest
     Kind kind = Kind::activate;
     QStringList uris;
     QString text;
+    // --hidden: Dialwise runs without showing its window (a login or the session bus starting
+    // it); the running instance is left as it is.
+    bool hidden = false;
 
     bool operator==(const LaunchRequest &) const = default;
 };

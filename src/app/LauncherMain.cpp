@@ -1,6 +1,7 @@
 // The `dialwise` program. It stays small on purpose: --explain, --help, --version and handing a
 // request to an already running Dialwise must not pay for loading the GUI or the web engine, so
 // those live in the dialwise-gui module, loaded only when this process becomes the running one.
+#include "Autostart.h"
 #include "BusNames.h"
 #include "CommandLine.h"
 #include "Explain.h"
@@ -27,6 +28,41 @@ int explainCommand(const QString &text)
     const dialwise::Explanation explanation = dialwise::explain(text, dialwise::voice::baseUrlFromEnvironment());
     dialwise::printText(explanation.text, stdout);
     return explanation.dialable ? 0 : 1;
+}
+
+// The login entry starts this very program, wherever it is installed (or built).
+int autostartCommand(dialwise::CommandLine::AutostartChange change)
+{
+    const std::optional<QString> configHome =
+        dialwise::Autostart::configHomeFrom(qEnvironmentVariable("XDG_CONFIG_HOME"), qEnvironmentVariable("HOME"));
+    if (!configHome) {
+        dialwise::printFailure(QStringLiteral("cannot find the configuration folder: neither XDG_CONFIG_HOME nor HOME is an absolute path"));
+        return 1;
+    }
+    const dialwise::Autostart autostart(*configHome);
+    dialwise::Autostart::Outcome outcome;
+    switch (change) {
+    case dialwise::CommandLine::AutostartChange::query:
+        outcome = autostart.query();
+        break;
+    case dialwise::CommandLine::AutostartChange::on: {
+        char self[PATH_MAX];
+        if (!realpath("/proc/self/exe", self)) {
+            dialwise::printFailure(QStringLiteral("cannot tell where this program is (/proc/self/exe)"));
+            return 1;
+        }
+        outcome = autostart.enable(QString::fromLocal8Bit(self));
+        break;
+    }
+    case dialwise::CommandLine::AutostartChange::off:
+        outcome = autostart.disable();
+        break;
+    }
+    if (!outcome.out.isEmpty())
+        dialwise::printText(outcome.out, stdout);
+    if (!outcome.error.isEmpty())
+        dialwise::printFailure(outcome.error);
+    return outcome.exitCode;
 }
 
 // The module sits next to this program in a build tree, and in <libdir>/dialwise when installed:
@@ -100,6 +136,8 @@ int main(int argc, char **argv)
         return 0;
     case dialwise::CommandLine::Action::explain:
         return explainCommand(line.explainText);
+    case dialwise::CommandLine::Action::autostart:
+        return autostartCommand(line.autostart);
     case dialwise::CommandLine::Action::usageError:
         dialwise::printFailure(line.error);
         return dialwise::CommandLine::kUsageExitCode;

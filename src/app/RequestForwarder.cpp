@@ -45,6 +45,13 @@ RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
     std::vector<BusMethodCaller::Argument> arguments;
     switch (request.kind) {
     case LaunchRequest::Kind::activate:
+        if (request.hidden) {
+            // A hidden start only needs Dialwise to run: ask whether it answers (the bus library
+            // answers Ping itself) without bringing its window up.
+            interface = QStringLiteral("org.freedesktop.DBus.Peer");
+            method = QStringLiteral("Ping");
+            break;
+        }
         method = QStringLiteral("Activate");
         arguments = {BusMethodCaller::EmptyDictionary{}};
         break;

@@ -114,4 +114,75 @@ TEST(CommandLineTest, replacementCharacters_stayLinks)
     EXPECT_EQ(line.request.uris.size(), 1);
 }
 
+TEST(CommandLineTest, hidden_isActivateThatShowsNothing)
+{
+    const CommandLine line = parse({"--hidden"});
+    EXPECT_EQ(line.action, CommandLine::Action::run);
+    EXPECT_EQ(line.request.kind, LaunchRequest::Kind::activate);
+    EXPECT_TRUE(line.request.hidden);
+    EXPECT_FALSE(parse({}).request.hidden);
+    EXPECT_FALSE(parse({"tel:5551234567"}).request.hidden);
+}
+
+TEST(CommandLineTest, hiddenWithRequest_isUsageError)
+{
+    for (const CommandLine &line : {parse({"--hidden", "tel:5551234567"}), parse({"--call-text", "x", "--hidden"}),
+                                    parse({"--hidden", "--call-selection"})}) {
+        EXPECT_EQ(line.action, CommandLine::Action::usageError);
+        EXPECT_EQ(line.error, QString("--hidden goes alone: it starts Dialwise without a window"));
+    }
+}
+
+struct AutostartRow
+{
+    std::vector<const char *> arguments;
+    CommandLine::Action action;
+    CommandLine::AutostartChange change;
+    const char *error;
+};
+
+class CommandLineAutostartTest : public ::testing::TestWithParam<AutostartRow>
+{
+};
+
+TEST_P(CommandLineAutostartTest, autostart_parsesOnOffOrQuery)
+{
+    const AutostartRow &row = GetParam();
+    QStringList arguments;
+    for (const char *argument : row.arguments)
+        arguments.append(QString::fromUtf8(argument));
+    const CommandLine line = CommandLine::parse(arguments);
+    EXPECT_EQ(line.action, row.action) << arguments.join(' ').toStdString();
+    if (row.action == CommandLine::Action::autostart) {
+        EXPECT_EQ(line.autostart, row.change);
+    }
+    EXPECT_EQ(line.error, QString::fromUtf8(row.error));
+}
+
+constexpr char kAutostartValues[] = "--autostart takes on or off, or nothing to ask which it is";
+constexpr char kAutostartAlone[] = "--autostart goes alone: dialwise --autostart [on|off]";
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CommandLineAutostartTest,
+    ::testing::Values(
+        AutostartRow{{"--autostart"}, CommandLine::Action::autostart, CommandLine::AutostartChange::query, ""},
+        AutostartRow{{"--autostart", "on"}, CommandLine::Action::autostart, CommandLine::AutostartChange::on, ""},
+        AutostartRow{{"--autostart", "off"}, CommandLine::Action::autostart, CommandLine::AutostartChange::off, ""},
+        AutostartRow{{"--autostart", "yes"}, CommandLine::Action::usageError, {}, kAutostartValues},
+        AutostartRow{{"--autostart", "ON"}, CommandLine::Action::usageError, {}, kAutostartValues},
+        AutostartRow{{"--autostart", "on", "off"}, CommandLine::Action::usageError, {}, kAutostartValues},
+        AutostartRow{{"--autostart", "tel:5551234567"}, CommandLine::Action::usageError, {}, kAutostartValues},
+        AutostartRow{{"tel:5551234567", "--autostart"}, CommandLine::Action::usageError, {}, kAutostartAlone},
+        AutostartRow{{"--hidden", "--autostart", "on"}, CommandLine::Action::usageError, {}, kAutostartAlone},
+        // After "--" it is a link like any other.
+        AutostartRow{{"--", "--autostart"}, CommandLine::Action::run, {}, ""}));
+
+TEST(CommandLineTest, helpText_namesEveryOption)
+{
+    const QString help = CommandLine::helpText();
+    for (const char *option : {"--call-text", "--call-selection", "--hidden", "--autostart on", "--autostart off",
+                               "--explain", "--help", "--version"})
+        EXPECT_TRUE(help.contains(QString::fromLatin1(option))) << option;
+}
+
 } // namespace

@@ -1,0 +1,66 @@
+// `make run`'s registration of a build tree (tools/register-desktop-entry): besides the desktop
+// entry it writes a user-level D-Bus service file, so that the session bus can start the built
+// program by name just as it starts an installed one.
+#include "BusNames.h"
+#include "ShellRig.h"
+#include "VoiceAddress.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QFile>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+using dialwise::testing::ShellRig;
+
+namespace {
+
+constexpr int kStartMs = 30000;
+
+TEST(RegisteredBuildE2ETest, activateAfterRegistering_busStartsBuiltProgramHidden)
+{
+    ShellRig rig;
+    ASSERT_TRUE(rig.startStandIn());
+    ASSERT_TRUE(rig.registerDesktopEntry());
+    const QString service = qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/dbus-1/services/app.dialwise.Dialwise.service");
+    QFile file(service);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << service.toStdString();
+    const QString program = QFileInfo(ShellRig::program()).canonicalFilePath();
+    EXPECT_EQ(QString::fromUtf8(file.readAll()),
+              "[D-BUS Service]\nName=app.dialwise.Dialwise\nExec=" + program + " --hidden\n");
+
+    // The bus's own environment reaches what it starts; the stand-in's address goes there.
+    qDBusRegisterMetaType<QMap<QString, QString>>();
+    QDBusMessage update = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                                         QStringLiteral("org.freedesktop.DBus"),
+                                                         QStringLiteral("UpdateActivationEnvironment"));
+    update << QVariant::fromValue(QMap<QString, QString>{
+        {QString::fromLatin1(dialwise::voice::kBaseUrlVariable), rig.standIn().baseUrl().toString()}});
+    ASSERT_EQ(QDBusConnection::sessionBus().call(update).type(), QDBusMessage::ReplyMessage);
+
+    ASSERT_FALSE(ShellRig::nameOwned());
+    const ShellRig::Run activate = rig.runTool(
+        QStringLiteral("gdbus"),
+        {"call", "--session", "--dest", "app.dialwise.Dialwise", "--object-path", "/app/dialwise/Dialwise", "--method",
+         "org.freedesktop.Application.Activate", "{}"},
+        kStartMs);
+    EXPECT_EQ(activate.exitCode, 0) << activate.err.toStdString();
+    ASSERT_TRUE(ShellRig::nameOwned());
+    const uint pid = QDBusConnection::sessionBus().interface()->servicePid(QString::fromLatin1(dialwise::bus::kServiceName)).value();
+    EXPECT_EQ(QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).canonicalFilePath(), program);
+    EXPECT_TRUE(rig.waitForVisibleWindow(kStartMs));
+    EXPECT_TRUE(rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kCallsPath), kStartMs));
+
+    QDBusMessage quit = QDBusMessage::createMethodCall(QString::fromLatin1(dialwise::bus::kServiceName),
+                                                       QString::fromLatin1(dialwise::bus::kObjectPath),
+                                                       QString::fromLatin1(dialwise::bus::kApplicationInterface),
+                                                       QStringLiteral("ActivateAction"));
+    quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
+    QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
+    EXPECT_TRUE(ShellRig::waitUntil([] { return !ShellRig::nameOwned(); }, 10000));
+}
+
+} // namespace
