@@ -1,0 +1,177 @@
+// A long day compressed: against one running Dialwise on the stand-in web app, thousands of
+// hand-overs, the window closed to the tray and shown again, the render process killed, and the
+// page reloading itself; memory (PSS), threads and open file descriptors of the whole process
+// tree are taken before and after. Every hand-over must reach the web app as its new-call
+// address, the window must come back each time, the page after each renderer kill.
+// Run inside tests/run-in-desktop.
+//   SoakBench [hand-overs 2000] [show/hide cycles 200] [renderer kills 20] [reloads 100] [minutes 30]
+#include "ProcessTree.h"
+#include "ShellRig.h"
+#include "VoiceAddress.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+
+#include <csignal>
+#include <cstdio>
+
+using dialwise::testing::ShellRig;
+using namespace dialwise::bench;
+
+namespace {
+
+constexpr int kStartMs = 60000;
+constexpr int kStepMs = 20000; // any single step; a healthy one takes well under a second
+// Before each memory reading: lets the last load, paint and favicon fetch end.
+constexpr int kSettleMs = 5000;
+// A number no other phase dials: the stand-in page reloads itself while it is shown.
+constexpr char kReloadDigits[] = "19995550000";
+
+struct Phase
+{
+    const char *name;
+    int wanted = 0;
+    int done = 0;
+    int failed = 0;
+    double seconds = 0;
+};
+
+void printTotals(const char *what, const TreeTotals &totals)
+{
+    std::printf("%s: PSS %.1f MiB, %d threads, %d open fds, %lld processes\n", what, totals.pssMiB, totals.threads,
+                totals.fds, static_cast<long long>(totals.processes.size()));
+    for (const ProcessInfo &process : totals.processes)
+        std::printf("  %-28s PSS %7.1f MiB  threads %3d  fds %3d\n", qPrintable(process.label), process.pssMiB,
+                    process.threads, process.fds);
+    std::fflush(stdout);
+}
+
+pid_t rendererOf(pid_t root)
+{
+    for (pid_t pid : processTree(root)) {
+        if (processLabel(pid).endsWith(QLatin1String(" renderer")))
+            return pid;
+    }
+    return -1;
+}
+
+QString windowId()
+{
+    const QList<unsigned long> windows = ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise"));
+    return windows.isEmpty() ? QString() : QString::number(windows.first());
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QStringList arguments = app.arguments().mid(1);
+    auto count = [&](int index, int fallback) { return arguments.size() > index ? arguments[index].toInt() : fallback; };
+    Phase handovers{"hand-overs", count(0, 2000)};
+    Phase showHides{"show/hide cycles", count(1, 200)};
+    Phase kills{"renderer kills", count(2, 20)};
+    Phase reloads{"page reloads", count(3, 100)};
+    QDeadlineTimer deadline(std::chrono::minutes(count(4, 30)));
+
+    ShellRig rig;
+    if (!rig.startStandIn() || !rig.startPrimary({}, kStartMs) || !rig.waitForVisibleWindow(kStartMs)) {
+        std::fprintf(stderr, "SoakBench: could not start Dialwise: %s\n", rig.primaryErrors().constData());
+        return 1;
+    }
+    const pid_t dialwise = rig.primaryPid();
+    ShellRig::pump(kSettleMs);
+    const TreeTotals before = treeTotals(dialwise);
+    printTotals("before", before);
+
+    QElapsedTimer clock;
+    // Hand-overs: `dialwise tel:+1...` must exit 0 and its new-call address must be requested.
+    clock.start();
+    for (; handovers.done < handovers.wanted && !deadline.hasExpired(); ++handovers.done) {
+        const QString digits = QStringLiteral("1202%1").arg(5000000 + handovers.done, 7, 10, QChar(u'0'));
+        const int from = int(rig.standIn().requestLines().size());
+        const pid_t pid = rig.startProcess({ShellRig::program().toLocal8Bit(), "tel:+" + digits.toLatin1()});
+        const bool arrived = rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + digits,
+                                                         kStepMs, from);
+        const int status = ShellRig::waitProcess(pid, kStepMs);
+        if (!arrived || status != 0)
+            ++handovers.failed;
+    }
+    handovers.seconds = clock.elapsed() / 1000.0;
+
+    // Show and hide: closed the way a window manager's close button does, shown again by a
+    // second `dialwise` without arguments.
+    clock.restart();
+    for (; showHides.done < showHides.wanted && !deadline.hasExpired(); ++showHides.done) {
+        const QString id = windowId();
+        bool ok = !id.isEmpty() && rig.closeWindow(id)
+            && ShellRig::waitUntil([] { return windowId().isEmpty(); }, kStepMs);
+        const ShellRig::Run run = rig.run(QStringList{}, kStepMs);
+        ok = ok && run.finished && run.exitCode == 0 && ShellRig::waitUntil([] { return !windowId().isEmpty(); }, kStepMs);
+        if (!ok)
+            ++showHides.failed;
+    }
+    showHides.seconds = clock.elapsed() / 1000.0;
+
+    // Renderer kills: the window must bring the page back in a new render process.
+    clock.restart();
+    for (; kills.done < kills.wanted && !deadline.hasExpired(); ++kills.done) {
+        const pid_t renderer = rendererOf(dialwise);
+        const int from = int(rig.standIn().requestLines().size());
+        bool ok = renderer > 0 && kill(renderer, SIGKILL) == 0;
+        ok = ok && rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kCallsPath), kStepMs, from)
+            && ShellRig::waitUntil([&] { const pid_t now = rendererOf(dialwise); return now > 0 && now != renderer; }, kStepMs);
+        if (!ok)
+            ++kills.failed;
+    }
+    kills.seconds = clock.elapsed() / 1000.0;
+
+    // Reloads: from here on the calls page, shown at the one number no other phase dials, reloads
+    // itself once loaded, `wanted` times in a row.
+    clock.restart();
+    const QString reloadTarget = QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + QLatin1String(kReloadDigits);
+    rig.standIn().setPage(QString::fromLatin1(dialwise::voice::kCallsPath),
+                          "<!DOCTYPE html><html><head><title>Voice stand-in</title></head><body>"
+                          "<div data-upgrade-banner>Upgrade banner</div><h1 id=\"where\">reloading</h1><script>"
+                          "if (location.search.indexOf('" + QByteArray(kReloadDigits) + "') >= 0) {"
+                          " addEventListener('load', function() {"
+                          "  var n = Number(sessionStorage.getItem('reloads') || 0);"
+                          "  if (n < " + QByteArray::number(reloads.wanted) + ") {"
+                          "   sessionStorage.setItem('reloads', n + 1); setTimeout(function() { location.reload(); }, 0); } }); }"
+                          "</script></body></html>");
+    const int from = int(rig.standIn().requestLines().size());
+    const pid_t reloadStart = rig.startProcess({ShellRig::program().toLocal8Bit(), QByteArray("tel:+") + kReloadDigits});
+    ShellRig::waitProcess(reloadStart, kStepMs);
+    auto reloadsSeen = [&] {
+        int seen = 0;
+        for (const QString &target : rig.standIn().requestTargets().mid(from))
+            seen += target == reloadTarget ? 1 : 0;
+        return seen - 1; // the first request is the call itself
+    };
+    const int reloadBudgetMs = int(std::min<qint64>(deadline.remainingTime(), qint64(kStepMs) * (reloads.wanted + 1)));
+    ShellRig::waitUntil([&] { return reloadsSeen() >= reloads.wanted; }, reloadBudgetMs);
+    reloads.done = std::max(0, reloadsSeen());
+    reloads.failed = reloads.wanted - reloads.done;
+    reloads.seconds = clock.elapsed() / 1000.0;
+
+    ShellRig::pump(kSettleMs);
+    const bool alive = rig.primaryRunning();
+    const TreeTotals after = alive ? treeTotals(dialwise) : TreeTotals{};
+    printTotals("after", after);
+
+    bool pass = alive;
+    for (const Phase &phase : {handovers, showHides, kills, reloads}) {
+        std::printf("%-18s %5d of %5d done, %d failed, %.1f s\n", phase.name, phase.done, phase.wanted, phase.failed,
+                    phase.seconds);
+        pass = pass && phase.done == phase.wanted && phase.failed == 0;
+    }
+    auto growth = [](double a, double b) { return a > 0 ? 100.0 * (b - a) / a : 0.0; };
+    std::printf("growth: PSS %+.1f %% (%.1f -> %.1f MiB), threads %+.1f %% (%d -> %d), fds %+.1f %% (%d -> %d)\n",
+                growth(before.pssMiB, after.pssMiB), before.pssMiB, after.pssMiB, growth(before.threads, after.threads),
+                before.threads, after.threads, growth(before.fds, after.fds), before.fds, after.fds);
+    std::printf("Dialwise %s; %s\n", alive ? "still running" : "GONE", pass ? "no failure" : "FAILURES");
+    if (!alive)
+        std::printf("its stderr:\n%s\n", rig.primaryErrors().constData());
+    return pass ? 0 : 1;
+}
