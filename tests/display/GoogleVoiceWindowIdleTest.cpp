@@ -2,6 +2,7 @@
 // and nothing is loading, none of its own timers runs, and the page stays loaded and alive.
 #include "WindowTestRig.h"
 
+#include "CursorBlinkTimeout.h"
 #include "Spinner.h"
 
 #include <QAbstractEventDispatcher>
@@ -74,6 +75,9 @@ TEST(GoogleVoiceWindowIdle, hiddenIdleWindow_hasNoTimerOfItsOwnAndPageStaysLoade
     EXPECT_EQ(ownTimers(rig.window.get(), rig.window->webView()), QStringList());
     EXPECT_FALSE(spinnerOf(rig)->isAnimating());
     EXPECT_FALSE(spinnerOf(rig)->isTicking());
+    const auto *blink = rig.window->phoneField()->findChild<dialwise::CursorBlinkTimeout *>();
+    ASSERT_NE(blink, nullptr);
+    EXPECT_FALSE(blink->isCounting());
     // Hidden, not unloaded: the same document answers, and nothing was fetched again.
     EXPECT_EQ(evaluate(rig.page(), QStringLiteral("document.getElementById('dialwise-style') !== null && location.pathname")).toString(),
               QStringLiteral("/u/0/calls"));
