@@ -72,6 +72,8 @@ TEST(GoogleVoiceWindowIdle, hiddenIdleWindow_hasNoTimerOfItsOwnAndPageStaysLoade
     const int requestsBefore = int(rig.standIn.requestLines().size());
     QTest::qWait(kIdleWatchMs);
 
+    // Through the scheduler seam: no load time-out, no placeholder restore, nothing pending.
+    EXPECT_EQ(rig.scheduler.activeTaskCount(), 0);
     EXPECT_EQ(ownTimers(rig.window.get(), rig.window->webView()), QStringList());
     EXPECT_FALSE(spinnerOf(rig)->isAnimating());
     EXPECT_FALSE(spinnerOf(rig)->isTicking());
@@ -96,8 +98,12 @@ TEST(GoogleVoiceWindowIdle, loadRunningWhileHidden_spinnerKeepsStateButStopsTick
     ASSERT_TRUE(QTest::qWaitFor([&] { return spinnerOf(rig)->isAnimating(); }, kLoadTimeoutMs));
     EXPECT_TRUE(spinnerOf(rig)->isTicking());
 
+    // The load's time-out waits in the scheduler while the load runs, shown or hidden.
+    EXPECT_EQ(rig.scheduler.activeTaskCount(), 1);
+
     rig.window->close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !rig.window->isVisible(); }, kLoadTimeoutMs));
+    EXPECT_EQ(rig.scheduler.activeTaskCount(), 1);
     EXPECT_TRUE(spinnerOf(rig)->isAnimating());
     EXPECT_FALSE(spinnerOf(rig)->isTicking());
 

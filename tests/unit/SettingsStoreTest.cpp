@@ -8,7 +8,7 @@
 #include "MemorySettingsStore.h"
 #include "QSettingsStore.h"
 #include "QtPrinting.h"
-#include "TestCallManager.h"
+#include "CallManagerRig.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,6 @@
 using dialwise::CallManager;
 using dialwise::QSettingsStore;
 using dialwise::testing::CallManagerRig;
-using dialwise::testing::TestCallManager;
 using Provider = dialwise::CallManager::Provider;
 
 namespace {
@@ -44,11 +43,11 @@ protected:
     }
 
     // A manager on the real store, as a fresh start of the program would build it.
-    std::unique_ptr<TestCallManager> startManager()
+    std::unique_ptr<dialwise::CallManager> startManager()
     {
         CallManagerRig rig;
         auto store = std::make_shared<QSettingsStore>();
-        return std::make_unique<TestCallManager>(CallManager::Services{store, rig.desktop, rig.clock});
+        return std::make_unique<dialwise::CallManager>(CallManager::Services{store, rig.desktop, rig.clock});
     }
 
     static void writeFile(const QByteArray &contents)
