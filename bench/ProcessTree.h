@@ -29,6 +29,8 @@ struct ProcessInfo
     pid_t pid = 0;
     QString label;       // comm, plus Chromium's --type= when there is one
     double pssMiB = 0;
+    double rssMiB = 0;
+    double privateMiB = 0; // Private_Clean + Private_Dirty: pages no other process shares
     int threads = 0;
     int fds = 0;
 };
@@ -124,8 +126,15 @@ inline ProcessInfo processInfo(pid_t pid)
     info.label = processLabel(pid);
     const QList<QByteArray> rollup = readProcFile(QStringLiteral("/proc/%1/smaps_rollup").arg(pid)).split('\n');
     for (const QByteArray &line : rollup) {
+        const auto kib = [&](int prefix) { return line.mid(prefix).trimmed().split(' ').first().toDouble() / 1024.0; };
         if (line.startsWith("Pss:"))
-            info.pssMiB = line.mid(4).trimmed().split(' ').first().toDouble() / 1024.0;
+            info.pssMiB = kib(4);
+        else if (line.startsWith("Rss:"))
+            info.rssMiB = kib(4);
+        else if (line.startsWith("Private_Clean:"))
+            info.privateMiB += kib(14);
+        else if (line.startsWith("Private_Dirty:"))
+            info.privateMiB += kib(14);
     }
     info.threads = int(QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
     info.fds = int(QDir(QStringLiteral("/proc/%1/fd").arg(pid)).entryList(QDir::Files | QDir::System | QDir::NoDotAndDotDot).size());
@@ -136,6 +145,7 @@ struct TreeTotals
 {
     QList<ProcessInfo> processes;
     double pssMiB = 0;
+    double privateMiB = 0;
     int threads = 0;
     int fds = 0;
 };
@@ -147,6 +157,7 @@ inline TreeTotals treeTotals(pid_t root)
         const ProcessInfo info = processInfo(pid);
         totals.processes.append(info);
         totals.pssMiB += info.pssMiB;
+        totals.privateMiB += info.privateMiB;
         totals.threads += info.threads;
         totals.fds += info.fds;
     }

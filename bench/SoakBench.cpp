@@ -39,11 +39,11 @@ struct Phase
 
 void printTotals(const char *what, const TreeTotals &totals)
 {
-    std::printf("%s: PSS %.1f MiB, %d threads, %d open fds, %lld processes\n", what, totals.pssMiB, totals.threads,
-                totals.fds, static_cast<long long>(totals.processes.size()));
+    std::printf("%s: PSS %.1f MiB, private %.1f MiB, %d threads, %d open fds, %lld processes\n", what, totals.pssMiB,
+                totals.privateMiB, totals.threads, totals.fds, static_cast<long long>(totals.processes.size()));
     for (const ProcessInfo &process : totals.processes)
-        std::printf("  %-28s PSS %7.1f MiB  threads %3d  fds %3d\n", qPrintable(process.label), process.pssMiB,
-                    process.threads, process.fds);
+        std::printf("  %-28s PSS %7.1f MiB  private %7.1f MiB  threads %3d  fds %3d\n", qPrintable(process.label),
+                    process.pssMiB, process.privateMiB, process.threads, process.fds);
     std::fflush(stdout);
 }
 
@@ -81,79 +81,114 @@ int main(int argc, char **argv)
         return 1;
     }
     const pid_t dialwise = rig.primaryPid();
-    ShellRig::pump(kSettleMs);
-    const TreeTotals before = treeTotals(dialwise);
-    printTotals("before", before);
-
     QElapsedTimer clock;
+    int series = 0; // keeps every hand-over's number unique across rounds
+
     // Hand-overs: `dialwise tel:+1...` must exit 0 and its new-call address must be requested.
-    clock.start();
-    for (; handovers.done < handovers.wanted && !deadline.hasExpired(); ++handovers.done) {
-        const QString digits = QStringLiteral("1202%1").arg(5000000 + handovers.done, 7, 10, QChar(u'0'));
-        const int from = int(rig.standIn().requestLines().size());
-        const pid_t pid = rig.startProcess({ShellRig::program().toLocal8Bit(), "tel:+" + digits.toLatin1()});
-        const bool arrived = rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + digits,
-                                                         kStepMs, from);
-        const int status = ShellRig::waitProcess(pid, kStepMs);
-        if (!arrived || status != 0)
-            ++handovers.failed;
-    }
-    handovers.seconds = clock.elapsed() / 1000.0;
+    auto runHandovers = [&](Phase &phase) {
+        clock.start();
+        ++series;
+        for (; phase.done < phase.wanted && !deadline.hasExpired(); ++phase.done) {
+            const QString digits = QStringLiteral("12%1%2").arg(series, 2, 10, QChar(u'0')).arg(5000000 + phase.done, 7, 10, QChar(u'0'));
+            const int from = int(rig.standIn().requestLines().size());
+            const pid_t pid = rig.startProcess({ShellRig::program().toLocal8Bit(), "tel:+" + digits.toLatin1()});
+            const bool arrived = rig.standIn().waitForTarget(
+                QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + digits, kStepMs, from);
+            const int status = ShellRig::waitProcess(pid, kStepMs);
+            if (!arrived || status != 0)
+                ++phase.failed;
+        }
+        phase.seconds = clock.elapsed() / 1000.0;
+    };
 
     // Show and hide: closed the way a window manager's close button does, shown again by a
     // second `dialwise` without arguments.
-    clock.restart();
-    for (; showHides.done < showHides.wanted && !deadline.hasExpired(); ++showHides.done) {
-        const QString id = windowId();
-        bool ok = !id.isEmpty() && rig.closeWindow(id)
-            && ShellRig::waitUntil([] { return windowId().isEmpty(); }, kStepMs);
-        const ShellRig::Run run = rig.run(QStringList{}, kStepMs);
-        ok = ok && run.finished && run.exitCode == 0 && ShellRig::waitUntil([] { return !windowId().isEmpty(); }, kStepMs);
-        if (!ok)
-            ++showHides.failed;
-    }
-    showHides.seconds = clock.elapsed() / 1000.0;
+    auto runShowHides = [&](Phase &phase) {
+        clock.restart();
+        for (; phase.done < phase.wanted && !deadline.hasExpired(); ++phase.done) {
+            const QString id = windowId();
+            bool ok = !id.isEmpty() && rig.closeWindow(id)
+                && ShellRig::waitUntil([] { return windowId().isEmpty(); }, kStepMs);
+            const ShellRig::Run run = rig.run(QStringList{}, kStepMs);
+            ok = ok && run.finished && run.exitCode == 0
+                && ShellRig::waitUntil([] { return !windowId().isEmpty(); }, kStepMs);
+            if (!ok)
+                ++phase.failed;
+        }
+        phase.seconds = clock.elapsed() / 1000.0;
+    };
 
     // Renderer kills: the window must bring the page back in a new render process.
-    clock.restart();
-    for (; kills.done < kills.wanted && !deadline.hasExpired(); ++kills.done) {
-        const pid_t renderer = rendererOf(dialwise);
-        const int from = int(rig.standIn().requestLines().size());
-        bool ok = renderer > 0 && kill(renderer, SIGKILL) == 0;
-        ok = ok && rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kCallsPath), kStepMs, from)
-            && ShellRig::waitUntil([&] { const pid_t now = rendererOf(dialwise); return now > 0 && now != renderer; }, kStepMs);
-        if (!ok)
-            ++kills.failed;
-    }
-    kills.seconds = clock.elapsed() / 1000.0;
-
-    // Reloads: from here on the calls page, shown at the one number no other phase dials, reloads
-    // itself once loaded, `wanted` times in a row.
-    clock.restart();
-    const QString reloadTarget = QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + QLatin1String(kReloadDigits);
-    rig.standIn().setPage(QString::fromLatin1(dialwise::voice::kCallsPath),
-                          "<!DOCTYPE html><html><head><title>Voice stand-in</title></head><body>"
-                          "<div data-upgrade-banner>Upgrade banner</div><h1 id=\"where\">reloading</h1><script>"
-                          "if (location.search.indexOf('" + QByteArray(kReloadDigits) + "') >= 0) {"
-                          " addEventListener('load', function() {"
-                          "  var n = Number(sessionStorage.getItem('reloads') || 0);"
-                          "  if (n < " + QByteArray::number(reloads.wanted) + ") {"
-                          "   sessionStorage.setItem('reloads', n + 1); setTimeout(function() { location.reload(); }, 0); } }); }"
-                          "</script></body></html>");
-    const int from = int(rig.standIn().requestLines().size());
-    const pid_t reloadStart = rig.startProcess({ShellRig::program().toLocal8Bit(), QByteArray("tel:+") + kReloadDigits});
-    ShellRig::waitProcess(reloadStart, kStepMs);
-    auto reloadsSeen = [&] {
-        int seen = 0;
-        for (const QString &target : rig.standIn().requestTargets().mid(from))
-            seen += target == reloadTarget ? 1 : 0;
-        return seen - 1; // the first request is the call itself
+    auto runKills = [&](Phase &phase) {
+        clock.restart();
+        for (; phase.done < phase.wanted && !deadline.hasExpired(); ++phase.done) {
+            const pid_t renderer = rendererOf(dialwise);
+            const int from = int(rig.standIn().requestLines().size());
+            bool ok = renderer > 0 && kill(renderer, SIGKILL) == 0;
+            ok = ok && rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kCallsPath), kStepMs, from)
+                && ShellRig::waitUntil(
+                    [&] {
+                        const pid_t now = rendererOf(dialwise);
+                        return now > 0 && now != renderer;
+                    },
+                    kStepMs);
+            if (!ok)
+                ++phase.failed;
+        }
+        phase.seconds = clock.elapsed() / 1000.0;
     };
-    const int reloadBudgetMs = int(std::min<qint64>(deadline.remainingTime(), qint64(kStepMs) * (reloads.wanted + 1)));
-    ShellRig::waitUntil([&] { return reloadsSeen() >= reloads.wanted; }, reloadBudgetMs);
-    reloads.done = std::max(0, reloadsSeen());
-    reloads.failed = reloads.wanted - reloads.done;
-    reloads.seconds = clock.elapsed() / 1000.0;
+
+    // Reloads: the calls page, shown at the one number no other phase dials, reloads itself once
+    // loaded, `wanted` times in a row (counted in the page's session storage).
+    const QString reloadTarget = QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + QLatin1String(kReloadDigits);
+    auto runReloads = [&](Phase &phase) {
+        clock.restart();
+        rig.standIn().setPage(QString::fromLatin1(dialwise::voice::kCallsPath),
+                              "<!DOCTYPE html><html><head><title>Voice stand-in</title></head><body>"
+                              "<div data-upgrade-banner>Upgrade banner</div><h1 id=\"where\">reloading</h1><script>"
+                              "if (location.search.indexOf('" + QByteArray(kReloadDigits) + "') >= 0) {"
+                              " addEventListener('load', function() {"
+                              "  var n = Number(sessionStorage.getItem('reloads') || 0);"
+                              "  if (n < " + QByteArray::number(phase.wanted) + ") {"
+                              "   sessionStorage.setItem('reloads', n + 1); setTimeout(function() { location.reload(); }, 0); }"
+                              "  else sessionStorage.removeItem('reloads'); }); }"
+                              "</script></body></html>");
+        const int from = int(rig.standIn().requestLines().size());
+        const pid_t start = rig.startProcess({ShellRig::program().toLocal8Bit(), QByteArray("tel:+") + kReloadDigits});
+        ShellRig::waitProcess(start, kStepMs);
+        auto seen = [&] {
+            int count = 0;
+            for (const QString &target : rig.standIn().requestTargets().mid(from))
+                count += target == reloadTarget ? 1 : 0;
+            return count - 1; // the first request is the call itself
+        };
+        const int budgetMs = int(std::min<qint64>(deadline.remainingTime(), qint64(kStepMs) * (phase.wanted + 1)));
+        ShellRig::waitUntil([&] { return seen() >= phase.wanted; }, budgetMs);
+        phase.done = std::max(0, seen());
+        phase.failed = phase.wanted - phase.done;
+        phase.seconds = clock.elapsed() / 1000.0;
+        // The next call's page must not reload.
+        rig.standIn().setPage(QString::fromLatin1(dialwise::voice::kCallsPath), "<!DOCTYPE html><title>Voice stand-in</title>");
+    };
+
+    // A warm-up round, not counted: the first hand-over, show, renderer and reload each grow
+    // caches once (V8's heap, fonts, Chromium's pools); a leak is what grows after that.
+    Phase warmHandovers{"warm-up hand-overs", 20};
+    Phase warmShowHides{"warm-up show/hide", 2};
+    Phase warmKills{"warm-up kills", 1};
+    Phase warmReloads{"warm-up reloads", 2};
+    runHandovers(warmHandovers);
+    runShowHides(warmShowHides);
+    runKills(warmKills);
+    runReloads(warmReloads);
+    ShellRig::pump(kSettleMs);
+    const TreeTotals before = treeTotals(dialwise);
+    printTotals("before (after the warm-up)", before);
+
+    runHandovers(handovers);
+    runShowHides(showHides);
+    runKills(kills);
+    runReloads(reloads);
 
     ShellRig::pump(kSettleMs);
     const bool alive = rig.primaryRunning();
@@ -161,15 +196,17 @@ int main(int argc, char **argv)
     printTotals("after", after);
 
     bool pass = alive;
-    for (const Phase &phase : {handovers, showHides, kills, reloads}) {
+    for (const Phase &phase : {warmHandovers, warmShowHides, warmKills, warmReloads, handovers, showHides, kills, reloads}) {
         std::printf("%-18s %5d of %5d done, %d failed, %.1f s\n", phase.name, phase.done, phase.wanted, phase.failed,
                     phase.seconds);
         pass = pass && phase.done == phase.wanted && phase.failed == 0;
     }
     auto growth = [](double a, double b) { return a > 0 ? 100.0 * (b - a) / a : 0.0; };
-    std::printf("growth: PSS %+.1f %% (%.1f -> %.1f MiB), threads %+.1f %% (%d -> %d), fds %+.1f %% (%d -> %d)\n",
-                growth(before.pssMiB, after.pssMiB), before.pssMiB, after.pssMiB, growth(before.threads, after.threads),
-                before.threads, after.threads, growth(before.fds, after.fds), before.fds, after.fds);
+    std::printf("growth: PSS %+.1f %% (%.1f -> %.1f MiB), private %+.1f %% (%.1f -> %.1f MiB), threads %+.1f %% (%d -> %d), "
+                "fds %+.1f %% (%d -> %d)\n",
+                growth(before.pssMiB, after.pssMiB), before.pssMiB, after.pssMiB, growth(before.privateMiB, after.privateMiB),
+                before.privateMiB, after.privateMiB, growth(before.threads, after.threads), before.threads, after.threads,
+                growth(before.fds, after.fds), before.fds, after.fds);
     std::printf("Dialwise %s; %s\n", alive ? "still running" : "GONE", pass ? "no failure" : "FAILURES");
     if (!alive)
         std::printf("its stderr:\n%s\n", rig.primaryErrors().constData());
