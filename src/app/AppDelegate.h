@@ -1,5 +1,6 @@
 #pragma once
 
+#include "InboundHandler.h"
 #include "LaunchRequest.h"
 
 #include <QObject>
@@ -21,7 +22,7 @@ class Scheduler;
 // Owns what the user sees of Dialwise for the whole run: the tray icon with its menu and the one
 // web calling window. Every call request from outside (links, text, the history menu) ends in
 // the window's showAndCall(); the calling core's call() and its provider are never used here.
-class AppDelegate final : public QObject
+class AppDelegate final : public QObject, public InboundHandler
 {
     Q_OBJECT
 
@@ -32,26 +33,23 @@ public:
 
     // Brings everything up, in this order: the window (it starts loading at once), the tray
     // menu, the link handler registration, the D-Bus services, the request this start carried,
-    // and finally the window is shown. Returns the error of the carried request, if it failed.
-    std::optional<QString> applicationDidFinishLaunching(const LaunchRequest &startRequest);
-    // Another `dialwise` without arguments: show the window again, whatever state it is in.
-    void applicationShouldHandleReopen();
+    // and finally the window is shown. Returns why the carried request failed, if it did.
+    std::optional<RequestFailure> applicationDidFinishLaunching(const LaunchRequest &startRequest);
 
-    // A link handed to Dialwise; links without a usable number are dropped silently.
-    void handleURLEvent(const QString &url);
-    // Text to search for a number; the error to report, or no value when the call was placed.
-    std::optional<QString> handlePhoneCall(const std::optional<QString> &text);
-    // The X11 primary selection, treated as handlePhoneCall() text.
-    std::optional<QString> callSelection();
+    void applicationShouldHandleReopen() override;
+    void handleURLEvent(const QString &url) override;
+    std::optional<RequestFailure> handlePhoneCall(const std::optional<QString> &text) override;
+    std::optional<RequestFailure> callSelection() override;
+    void quit() override;
 
     void showWindow();
-    void quit();
 
     // The tray icon and the window, for the shell's own tests.
     QSystemTrayIcon *statusItem() const { return m_statusItem; }
     GoogleVoiceWindow *gvWindow() const { return m_gvWindow; }
 
 private:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void setupMenuBar();
     void updateMenu();
     void registerAsURLHandler();

@@ -1,62 +1,59 @@
 #include "DBusServices.h"
 
-#include "AppDelegate.h"
 #include "BusNames.h"
-#include "InboundRequests.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 
 namespace dialwise {
 
-ApplicationAdaptor::ApplicationAdaptor(QObject *exported, AppDelegate &delegate)
+ApplicationAdaptor::ApplicationAdaptor(QObject *exported, InboundHandler &handler)
     : QDBusAbstractAdaptor(exported)
-    , m_delegate(delegate)
+    , m_handler(handler)
 {
 }
 
 void ApplicationAdaptor::Activate(const QVariantMap &)
 {
-    m_delegate.applicationShouldHandleReopen();
+    m_handler.applicationShouldHandleReopen();
 }
 
 void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &)
 {
     for (const QString &uri : uris)
-        m_delegate.handleURLEvent(uri);
+        m_handler.handleURLEvent(uri);
 }
 
 void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &)
 {
     // Only "quit" exists; unknown actions are ignored as the desktop's launchers expect.
     if (actionName == u"quit")
-        m_delegate.quit();
+        m_handler.quit();
 }
 
-CallsAdaptor::CallsAdaptor(QObject *exported, AppDelegate &delegate)
+CallsAdaptor::CallsAdaptor(QObject *exported, InboundHandler &handler)
     : QDBusAbstractAdaptor(exported)
-    , m_delegate(delegate)
+    , m_handler(handler)
 {
 }
 
 void CallsAdaptor::HandlePhoneCall(const QString &text, const QDBusMessage &message)
 {
-    answer(message, m_delegate.handlePhoneCall(text));
+    answer(message, m_handler.handlePhoneCall(text));
 }
 
 void CallsAdaptor::CallSelection(const QDBusMessage &message)
 {
-    answer(message, m_delegate.callSelection());
+    answer(message, m_handler.callSelection());
 }
 
-void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<QString> &error)
+void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<RequestFailure> &failure)
 {
-    if (!error)
+    if (!failure)
         return; // QtDBus sends the empty success reply itself
-    const char *name = *error == QLatin1String(InboundRequests::kNoTextError) ? bus::kNoTextErrorName
-                                                                               : bus::kNoNumberErrorName;
     message.setDelayedReply(true);
-    QDBusConnection::sessionBus().send(message.createErrorReply(QString::fromLatin1(name), *error));
+    QDBusConnection::sessionBus().send(
+        message.createErrorReply(bus::errorName(*failure), failureMessage(*failure)));
 }
 
 } // namespace dialwise

@@ -3,6 +3,7 @@
 #include "AppDelegate.h"
 #include "BusNames.h"
 #include "CallManager.h"
+#include "DialDialog.h"
 #include "FailureReport.h"
 #include "GuiEntry.h"
 #include "LinuxDesktopServices.h"
@@ -10,7 +11,6 @@
 #include "QtScheduler.h"
 #include "RendererSetup.h"
 #include "RequestForwarder.h"
-#include "SessionBusClient.h"
 #include "VoiceAddress.h"
 
 #include <QApplication>
@@ -26,19 +26,18 @@ namespace {
 // ours. The request goes to it the same way the launcher would have sent it.
 int forwardToWinner(const dialwise::LaunchRequest &request)
 {
-    QString error;
-    std::unique_ptr<dialwise::SessionBusClient> bus = dialwise::SessionBusClient::connect(&error);
-    if (!bus) {
-        dialwise::printFailure(error);
+    QString busError;
+    switch (dialwise::forwardAndReport(request, &busError)) {
+    case dialwise::Handover::delivered:
+    case dialwise::Handover::noInstance: // the winner is gone again; nothing is left to do
+        return 0;
+    case dialwise::Handover::failed:
         return 1;
+    case dialwise::Handover::noBus:
+        break;
     }
-    const dialwise::RequestForwarder::Result result = dialwise::RequestForwarder(*bus).forward(request);
-    if (result.status == dialwise::RequestForwarder::Result::Status::failed) {
-        if (dialwise::printFailure(result.error))
-            bus->notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), result.error);
-        return 1;
-    }
-    return 0;
+    dialwise::printFailure(busError);
+    return 1;
 }
 
 } // namespace
@@ -66,8 +65,12 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     QGuiApplication::setDesktopFileName(QStringLiteral(DIALWISE_APP_ID));
 
     // The one construction site: everything below gets these by reference.
+    auto runDialDialog = []() -> std::optional<QString> {
+        dialwise::DialDialog dialog;
+        return dialog.ask();
+    };
     dialwise::CallManager callManager({std::make_shared<dialwise::QSettingsStore>(),
-                                       std::make_shared<dialwise::LinuxDesktopServices>(),
+                                       std::make_shared<dialwise::LinuxDesktopServices>(runDialDialog),
                                        std::make_shared<dialwise::SystemClock>(), dialwise::voice::baseUrlFromEnvironment()});
     dialwise::CallManager::setShared(callManager);
     dialwise::QtScheduler scheduler;
@@ -81,9 +84,10 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     }
 
     dialwise::AppDelegate delegate(callManager, scheduler);
-    if (const std::optional<QString> error = delegate.applicationDidFinishLaunching(*request)) {
-        if (dialwise::printFailure(*error) && bus.isConnected())
-            dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), *error);
+    if (const std::optional<dialwise::RequestFailure> failure = delegate.applicationDidFinishLaunching(*request)) {
+        const QString error = dialwise::failureMessage(*failure);
+        if (dialwise::printFailure(error) && bus.isConnected())
+            dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), error);
     }
     return QApplication::exec();
 }

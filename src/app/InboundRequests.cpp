@@ -19,11 +19,11 @@ InboundAction InboundRequests::forUrl(QStringView url)
 
 InboundAction InboundRequests::forText(const std::optional<QString> &text)
 {
-    if (!text || text->isEmpty())
-        return InboundAction::reject(QString::fromLatin1(kNoTextError));
+    if (!text)
+        return InboundAction::reject(RequestFailure::noText);
     if (std::optional<QString> normalized = phone::normalize(*text))
         return InboundAction::call(*normalized);
-    return InboundAction::reject(QString::fromLatin1(kNoNumberError));
+    return InboundAction::reject(RequestFailure::noNumber);
 }
 
 std::optional<QString> InboundRequests::numberItem(QStringView text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RequestFailure.h"
+
 #include <QString>
 #include <QStringView>
 
@@ -12,17 +14,18 @@ namespace dialwise {
 struct InboundAction
 {
     enum class Kind {
-        call,   // showAndCall(text) in the web window
+        call,   // showAndCall(number) in the web window
         ignore, // drop silently: links without a usable number get no message
-        reject, // answer the requesting program with the error `text`
+        reject, // answer the requesting program with `failure`
     };
 
     Kind kind = Kind::ignore;
-    QString text;
+    QString number;
+    RequestFailure failure = RequestFailure::noNumber; // meaningful for reject only
 
     static InboundAction call(QString number) { return {Kind::call, std::move(number)}; }
     static InboundAction ignore() { return {Kind::ignore, {}}; }
-    static InboundAction reject(QString error) { return {Kind::reject, std::move(error)}; }
+    static InboundAction reject(RequestFailure failure) { return {Kind::reject, {}, failure}; }
 
     bool operator==(const InboundAction &) const = default;
 };
@@ -30,9 +33,6 @@ struct InboundAction
 class InboundRequests final
 {
 public:
-    static constexpr char kNoTextError[] = "No text provided";
-    static constexpr char kNoNumberError[] = "No valid phone number found";
-
     // A link opened with Dialwise (tel:, callto:, dialwise:, or anything else handed to it).
     // "dialwise://...?number=V" calls V exactly as written once percent-decoded, unchecked: the
     // program that built the link has already decided what to dial. Everything else, and
@@ -40,7 +40,8 @@ public:
     static InboundAction forUrl(QStringView url);
 
     // Text handed over to be searched for a number (--call-text, the primary selection).
-    // No text, or empty text, is an error of its own so the user learns that nothing arrived.
+    // No text at all is a failure of its own, so the user learns that nothing arrived; empty
+    // text did arrive, it just holds no number.
     static InboundAction forText(const std::optional<QString> &text);
 
 private:

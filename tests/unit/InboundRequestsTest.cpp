@@ -5,6 +5,7 @@
 
 using dialwise::InboundAction;
 using dialwise::InboundRequests;
+using dialwise::RequestFailure;
 
 namespace {
 
@@ -29,7 +30,9 @@ TEST_P(InboundUrlTest, forUrl_decidesWhatToCall)
     const UrlRow &row = GetParam();
     const InboundAction action = InboundRequests::forUrl(row.url);
     EXPECT_EQ(int(action.kind), int(row.expected.kind));
-    EXPECT_EQ(action.text, row.expected.text);
+    EXPECT_EQ(action.number, row.expected.number);
+    if (row.expected.kind == InboundAction::Kind::reject)
+        EXPECT_EQ(int(action.failure), int(row.expected.failure));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -84,18 +87,28 @@ TEST_P(InboundTextTest, forText_callsOrExplains)
     const TextRow &row = GetParam();
     const InboundAction action = InboundRequests::forText(row.text);
     EXPECT_EQ(int(action.kind), int(row.expected.kind));
-    EXPECT_EQ(action.text, row.expected.text);
+    EXPECT_EQ(action.number, row.expected.number);
+    if (row.expected.kind == InboundAction::Kind::reject)
+        EXPECT_EQ(int(action.failure), int(row.expected.failure));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Text, InboundTextTest,
     ::testing::Values(
         TextRow{"numberInSentence", QString("call 555 123 4567 now"), InboundAction::call("5551234567")},
-        TextRow{"noNumber", QString("hello"), InboundAction::reject("No valid phone number found")},
-        TextRow{"tooFewDigits", QString("call 123"), InboundAction::reject("No valid phone number found")},
-        TextRow{"empty", QString(""), InboundAction::reject("No text provided")},
-        TextRow{"absent", std::nullopt, InboundAction::reject("No text provided")},
+        TextRow{"noNumber", QString("hello"), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"tooFewDigits", QString("call 123"), InboundAction::reject(RequestFailure::noNumber)},
+        // Empty text is text: it arrived, and holds no number.
+        TextRow{"empty", QString(""), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"blank", QString(" \t "), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"absent", std::nullopt, InboundAction::reject(RequestFailure::noText)},
         TextRow{"telLinkAsText", QString("tel:+1-555-123-4567"), InboundAction::call("+15551234567")}),
     [](const ::testing::TestParamInfo<TextRow> &info) { return std::string(info.param.name); });
+
+TEST(RequestFailureTest, messages_areTheSentencesUsersRead)
+{
+    EXPECT_EQ(failureMessage(RequestFailure::noText), QStringLiteral("No text provided"));
+    EXPECT_EQ(failureMessage(RequestFailure::noNumber), QStringLiteral("No valid phone number found"));
+}
 
 } // namespace
