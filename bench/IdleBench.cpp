@@ -79,12 +79,12 @@ void printMemory(const char *what, pid_t root)
 {
     const TreeTotals totals = treeTotals(root);
     // PSS splits shared pages among every process mapping them, so it drops when other programs
-    // using the same libraries run; private memory does not depend on them.
-    std::printf("%s memory: PSS %.1f MiB (private %.1f MiB), %d threads, %d open fds\n", what, totals.pssMiB,
-                totals.privateMiB, totals.threads, totals.fds);
+    // using the same libraries run; anonymous memory (heap, stacks) does not depend on them.
+    std::printf("%s memory: PSS %.1f MiB (anonymous %.1f MiB), %d threads, %d open fds\n", what, totals.pssMiB,
+                totals.anonMiB, totals.threads, totals.fds);
     for (const ProcessInfo &process : totals.processes)
-        std::printf("  %-28s pid %-7d PSS %7.1f MiB  private %7.1f MiB  RSS %7.1f MiB  threads %3d  fds %3d\n",
-                    qPrintable(process.label), int(process.pid), process.pssMiB, process.privateMiB, process.rssMiB,
+        std::printf("  %-28s pid %-7d PSS %7.1f MiB  anon %7.1f MiB  RSS %7.1f MiB  threads %3d  fds %3d\n",
+                    qPrintable(process.label), int(process.pid), process.pssMiB, process.anonMiB, process.rssMiB,
                     process.threads, process.fds);
     std::fflush(stdout);
 }

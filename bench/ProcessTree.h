@@ -30,7 +30,9 @@ struct ProcessInfo
     QString label;       // comm, plus Chromium's --type= when there is one
     double pssMiB = 0;
     double rssMiB = 0;
-    double privateMiB = 0; // Private_Clean + Private_Dirty: pages no other process shares
+    // Anonymous memory (heap, stacks): unlike PSS and private pages it does not change when another
+    // program maps the same libraries, so it is what shows growth.
+    double anonMiB = 0;
     int threads = 0;
     int fds = 0;
 };
@@ -131,10 +133,8 @@ inline ProcessInfo processInfo(pid_t pid)
             info.pssMiB = kib(4);
         else if (line.startsWith("Rss:"))
             info.rssMiB = kib(4);
-        else if (line.startsWith("Private_Clean:"))
-            info.privateMiB += kib(14);
-        else if (line.startsWith("Private_Dirty:"))
-            info.privateMiB += kib(14);
+        else if (line.startsWith("Anonymous:"))
+            info.anonMiB = kib(10);
     }
     info.threads = int(QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
     info.fds = int(QDir(QStringLiteral("/proc/%1/fd").arg(pid)).entryList(QDir::Files | QDir::System | QDir::NoDotAndDotDot).size());
@@ -145,7 +145,7 @@ struct TreeTotals
 {
     QList<ProcessInfo> processes;
     double pssMiB = 0;
-    double privateMiB = 0;
+    double anonMiB = 0;
     int threads = 0;
     int fds = 0;
 };
@@ -157,7 +157,7 @@ inline TreeTotals treeTotals(pid_t root)
         const ProcessInfo info = processInfo(pid);
         totals.processes.append(info);
         totals.pssMiB += info.pssMiB;
-        totals.privateMiB += info.privateMiB;
+        totals.anonMiB += info.anonMiB;
         totals.threads += info.threads;
         totals.fds += info.fds;
     }

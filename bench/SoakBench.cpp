@@ -27,6 +27,8 @@ constexpr int kStepMs = 20000; // any single step; a healthy one takes well unde
 constexpr int kSettleMs = 5000;
 // A number no other phase dials: the stand-in page reloads itself while it is shown.
 constexpr char kReloadDigits[] = "19995550000";
+// How often memory is read during the hand-overs.
+constexpr int kSampleEvery = 250;
 
 struct Phase
 {
@@ -39,11 +41,11 @@ struct Phase
 
 void printTotals(const char *what, const TreeTotals &totals)
 {
-    std::printf("%s: PSS %.1f MiB, private %.1f MiB, %d threads, %d open fds, %lld processes\n", what, totals.pssMiB,
-                totals.privateMiB, totals.threads, totals.fds, static_cast<long long>(totals.processes.size()));
+    std::printf("%s: PSS %.1f MiB, anonymous %.1f MiB, %d threads, %d open fds, %lld processes\n", what, totals.pssMiB,
+                totals.anonMiB, totals.threads, totals.fds, static_cast<long long>(totals.processes.size()));
     for (const ProcessInfo &process : totals.processes)
-        std::printf("  %-28s PSS %7.1f MiB  private %7.1f MiB  threads %3d  fds %3d\n", qPrintable(process.label),
-                    process.pssMiB, process.privateMiB, process.threads, process.fds);
+        std::printf("  %-28s PSS %7.1f MiB  anon %7.1f MiB  threads %3d  fds %3d\n", qPrintable(process.label),
+                    process.pssMiB, process.anonMiB, process.threads, process.fds);
     std::fflush(stdout);
 }
 
@@ -97,6 +99,16 @@ int main(int argc, char **argv)
             const int status = ShellRig::waitProcess(pid, kStepMs);
             if (!arrived || status != 0)
                 ++phase.failed;
+            // Memory along the way: a leak keeps climbing, a cache levels off.
+            if ((phase.done + 1) % kSampleEvery == 0) {
+                const TreeTotals now = treeTotals(dialwise);
+                std::printf("  after %4d %s: PSS %.1f MiB, anonymous %.1f MiB (", phase.done + 1, phase.name, now.pssMiB,
+                            now.anonMiB);
+                for (const ProcessInfo &process : now.processes)
+                    std::printf(" %s %.1f", qPrintable(process.label), process.anonMiB);
+                std::printf(" )\n");
+                std::fflush(stdout);
+            }
         }
         phase.seconds = clock.elapsed() / 1000.0;
     };
@@ -168,7 +180,7 @@ int main(int argc, char **argv)
         phase.failed = phase.wanted - phase.done;
         phase.seconds = clock.elapsed() / 1000.0;
         // The next call's page must not reload.
-        rig.standIn().setPage(QString::fromLatin1(dialwise::voice::kCallsPath), "<!DOCTYPE html><title>Voice stand-in</title>");
+        rig.standIn().removePage(QString::fromLatin1(dialwise::voice::kCallsPath));
     };
 
     // A warm-up round, not counted: the first hand-over, show, renderer and reload each grow
@@ -181,6 +193,8 @@ int main(int argc, char **argv)
     runShowHides(warmShowHides);
     runKills(warmKills);
     runReloads(warmReloads);
+    Phase warmLastCall{"warm-up closing hand-over", 1};
+    runHandovers(warmLastCall);
     ShellRig::pump(kSettleMs);
     const TreeTotals before = treeTotals(dialwise);
     printTotals("before (after the warm-up)", before);
@@ -189,6 +203,9 @@ int main(int argc, char **argv)
     runShowHides(showHides);
     runKills(kills);
     runReloads(reloads);
+    // Ends as the warm-up ended: a call placed, its ordinary page shown.
+    Phase lastCall{"closing hand-over", 1};
+    runHandovers(lastCall);
 
     ShellRig::pump(kSettleMs);
     const bool alive = rig.primaryRunning();
@@ -196,16 +213,17 @@ int main(int argc, char **argv)
     printTotals("after", after);
 
     bool pass = alive;
-    for (const Phase &phase : {warmHandovers, warmShowHides, warmKills, warmReloads, handovers, showHides, kills, reloads}) {
+    for (const Phase &phase : {warmHandovers, warmShowHides, warmKills, warmReloads, warmLastCall, handovers, showHides,
+                               kills, reloads, lastCall}) {
         std::printf("%-18s %5d of %5d done, %d failed, %.1f s\n", phase.name, phase.done, phase.wanted, phase.failed,
                     phase.seconds);
         pass = pass && phase.done == phase.wanted && phase.failed == 0;
     }
     auto growth = [](double a, double b) { return a > 0 ? 100.0 * (b - a) / a : 0.0; };
-    std::printf("growth: PSS %+.1f %% (%.1f -> %.1f MiB), private %+.1f %% (%.1f -> %.1f MiB), threads %+.1f %% (%d -> %d), "
+    std::printf("growth: PSS %+.1f %% (%.1f -> %.1f MiB), anonymous %+.1f %% (%.1f -> %.1f MiB), threads %+.1f %% (%d -> %d), "
                 "fds %+.1f %% (%d -> %d)\n",
-                growth(before.pssMiB, after.pssMiB), before.pssMiB, after.pssMiB, growth(before.privateMiB, after.privateMiB),
-                before.privateMiB, after.privateMiB, growth(before.threads, after.threads), before.threads, after.threads,
+                growth(before.pssMiB, after.pssMiB), before.pssMiB, after.pssMiB, growth(before.anonMiB, after.anonMiB),
+                before.anonMiB, after.anonMiB, growth(before.threads, after.threads), before.threads, after.threads,
                 growth(before.fds, after.fds), before.fds, after.fds);
     std::printf("Dialwise %s; %s\n", alive ? "still running" : "GONE", pass ? "no failure" : "FAILURES");
     if (!alive)
