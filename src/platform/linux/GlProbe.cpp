@@ -185,14 +185,15 @@ std::string askEgl()
 // As Qt will choose: GLX on X11 unless told to use EGL; EGL on Wayland and the rest.
 bool useGlx()
 {
+    if (qgetenv("QT_XCB_GL_INTEGRATION") == "xcb_egl")
+        return false;
     const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
-    const bool x11 = platform.isEmpty() ? qEnvironmentVariableIsSet("DISPLAY") && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY")
-                                        : platform.startsWith("xcb");
-    if (platform.isEmpty() && qEnvironmentVariableIsSet("DISPLAY") && qEnvironmentVariableIsSet("WAYLAND_DISPLAY")) {
-        // Qt 6 prefers Wayland when both are there and the session says so.
-        return qgetenv("XDG_SESSION_TYPE") != "wayland" && qgetenv("QT_XCB_GL_INTEGRATION") != "xcb_egl";
-    }
-    return x11 && qgetenv("QT_XCB_GL_INTEGRATION") != "xcb_egl";
+    if (!platform.isEmpty())
+        return platform.startsWith("xcb");
+    // With both displays at hand, Qt takes Wayland in a Wayland session.
+    if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY") && qgetenv("XDG_SESSION_TYPE") == "wayland")
+        return false;
+    return qEnvironmentVariableIsSet("DISPLAY");
 }
 
 } // namespace
