@@ -8,6 +8,7 @@
 // Prints one line per figure; medians over the iterations.
 #include "CallManager.h"
 #include "QtScheduler.h"
+#include "RendererSetup.h"
 #include "GoogleVoiceWindow.h"
 #include "VoiceAddress.h"
 #include "VoiceStandIn.h"
@@ -164,7 +165,10 @@ QList<qint64> processTree(qint64 root)
 int main(int argc, char **argv)
 {
     dialwise::testing::prepareWebEngineForTests();
+    // Drawn the way Dialwise would draw on this display (DIALWISE_RENDERER chooses otherwise).
+    dialwise::RendererSetup renderer = dialwise::RendererSetup::beforeApplication();
     QApplication app(argc, argv);
+    renderer.applicationCreated();
     const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 15;
 
     VoiceStandIn standIn;

@@ -9,6 +9,7 @@
 #include "LinuxDesktopServices.h"
 #include "QSettingsStore.h"
 #include "QtScheduler.h"
+#include "RendererSetup.h"
 #include "RequestForwarder.h"
 #include "VoiceAddress.h"
 
@@ -49,12 +50,15 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
         qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
     // Qt WebEngine needs contexts shared before the application object exists.
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    // Software or OpenGL drawing: decided now, as Qt reads it only while starting.
+    dialwise::RendererSetup renderer = dialwise::RendererSetup::beforeApplication();
 
     // Only the program name reaches Qt: the launcher has already read the arguments, and a link
     // such as "-style=x" must never be taken for a Qt option.
     int qtArgc = 1;
     char *qtArgv[] = {argc > 0 ? argv[0] : const_cast<char *>("dialwise"), nullptr};
     QApplication app(qtArgc, qtArgv);
+    renderer.applicationCreated();
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName(QStringLiteral("Dialwise"));
     QApplication::setApplicationVersion(QStringLiteral(DIALWISE_VERSION));

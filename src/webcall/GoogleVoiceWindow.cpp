@@ -2,6 +2,7 @@
 
 #include "CallManager.h"
 #include "CompactStyleScript.h"
+#include "CursorBlinkTimeout.h"
 #include "PhoneNumbers.h"
 #include "Scheduler.h"
 #include "Spinner.h"
@@ -171,6 +172,7 @@ void GoogleVoiceWindow::setupUI()
                                                "border-radius: 6px; padding: 0 6px; }"
                                                "QLineEdit:focus { border-color: #4a90d9; }"));
     connect(m_phoneField, &QLineEdit::returnPressed, this, &GoogleVoiceWindow::callNumber);
+    new CursorBlinkTimeout(m_phoneField);
 
     m_callButton = new QPushButton(QStringLiteral("Call"), m_toolbar);
     QFont callFont = QFontDatabase::systemFont(QFontDatabase::GeneralFont);

@@ -28,12 +28,29 @@ Spinner::Spinner(QWidget *parent)
 
 void Spinner::startAnimation()
 {
-    if (!m_timer.isActive())
+    m_animating = true;
+    if (isVisible() && !m_timer.isActive())
         m_timer.start();
 }
 
 void Spinner::stopAnimation()
 {
+    m_animating = false;
+    m_timer.stop();
+}
+
+// Qt sends these to every child when the window itself is hidden or shown, so the timer follows
+// the window too.
+void Spinner::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    if (m_animating && !m_timer.isActive())
+        m_timer.start();
+}
+
+void Spinner::hideEvent(QHideEvent *event)
+{
+    QWidget::hideEvent(event);
     m_timer.stop();
 }
 

@@ -52,6 +52,8 @@ public:
 
     // Serves this body (text/html) for the given path instead of the built-in page.
     void setPage(const QString &path, const QByteArray &html) { m_pages.insert(path, html); }
+    // Back to the built-in page for that path.
+    void removePage(const QString &path) { m_pages.remove(path); }
 
     // How requests for a path (query ignored) are answered, for loads that must hang:
     //   answer       normally (the default)
