@@ -62,8 +62,11 @@ std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRe
     case LaunchRequest::Kind::activate:
         break;
     case LaunchRequest::Kind::openUris:
-        for (const QString &uri : startRequest.uris)
-            handleURLEvent(uri);
+        error = InboundRequests::checkOpen(startRequest.uris);
+        if (!error) {
+            for (const QString &uri : startRequest.uris)
+                handleURLEvent(uri);
+        }
         break;
     case LaunchRequest::Kind::callText:
         error = handlePhoneCall(startRequest.text);

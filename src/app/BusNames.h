@@ -10,5 +10,7 @@ inline constexpr char kApplicationInterface[] = "org.freedesktop.Application";
 inline constexpr char kCallsInterface[] = "app.dialwise.Dialwise.Calls";
 inline constexpr char kNoTextErrorName[] = "app.dialwise.Dialwise.Error.NoText";
 inline constexpr char kNoNumberErrorName[] = "app.dialwise.Dialwise.Error.NoNumber";
+// A request over the limits of IntakeLimits.h, refused unread.
+inline constexpr char kTooLargeErrorName[] = "app.dialwise.Dialwise.Error.TooLarge";
 
 } // namespace dialwise::bus

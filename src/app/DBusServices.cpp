@@ -3,11 +3,31 @@
 #include "AppDelegate.h"
 #include "BusNames.h"
 #include "InboundRequests.h"
+#include "IntakeLimits.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 
 namespace dialwise {
+namespace {
+
+// The D-Bus error name for a sentence Dialwise answers with.
+const char *errorNameFor(const QString &error)
+{
+    if (error == QLatin1String(InboundRequests::kNoTextError))
+        return bus::kNoTextErrorName;
+    if (error == QLatin1String(intake::kTextTooLongError) || error == QLatin1String(intake::kTooManyUrisError))
+        return bus::kTooLargeErrorName;
+    return bus::kNoNumberErrorName;
+}
+
+void replyError(const QDBusMessage &message, const QString &error)
+{
+    message.setDelayedReply(true);
+    QDBusConnection::sessionBus().send(message.createErrorReply(QString::fromLatin1(errorNameFor(error)), error));
+}
+
+} // namespace
 
 ApplicationAdaptor::ApplicationAdaptor(QObject *exported, AppDelegate &delegate)
     : QDBusAbstractAdaptor(exported)
@@ -20,14 +40,23 @@ void ApplicationAdaptor::Activate(const QVariantMap &)
     m_delegate.applicationShouldHandleReopen();
 }
 
-void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &)
+void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &, const QDBusMessage &message)
 {
+    if (const std::optional<QString> error = InboundRequests::checkOpen(uris)) {
+        replyError(message, *error);
+        return;
+    }
     for (const QString &uri : uris)
         m_delegate.handleURLEvent(uri);
 }
 
-void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &)
+void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &,
+                                        const QDBusMessage &message)
 {
+    if (actionName.size() > intake::kMaxTextLength) {
+        replyError(message, QString::fromLatin1(intake::kTextTooLongError));
+        return;
+    }
     // Only "quit" exists; unknown actions are ignored as the desktop's launchers expect.
     if (actionName == u"quit")
         m_delegate.quit();
@@ -53,10 +82,7 @@ void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<QStri
 {
     if (!error)
         return; // QtDBus sends the empty success reply itself
-    const char *name = *error == QLatin1String(InboundRequests::kNoTextError) ? bus::kNoTextErrorName
-                                                                               : bus::kNoNumberErrorName;
-    message.setDelayedReply(true);
-    QDBusConnection::sessionBus().send(message.createErrorReply(QString::fromLatin1(name), *error));
+    replyError(message, *error);
 }
 
 } // namespace dialwise

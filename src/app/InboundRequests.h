@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QStringView>
 
 #include <optional>
@@ -34,6 +35,7 @@ public:
     static constexpr char kNoNumberError[] = "No valid phone number found";
 
     // A link opened with Dialwise (tel:, callto:, dialwise:, or anything else handed to it).
+    // Links over 64 Ki characters, and numbers no one can dial (over 64 characters), are dropped.
     // "dialwise://...?number=V" calls V exactly as written once percent-decoded, unchecked: the
     // program that built the link has already decided what to dial. Everything else, and
     // dialwise links without a usable "number" item, is normalised as a whole.
@@ -41,7 +43,12 @@ public:
 
     // Text handed over to be searched for a number (--call-text, the primary selection).
     // No text, or empty text, is an error of its own so the user learns that nothing arrived.
+    // Over 64 Ki characters: refused with "Text too long (more than 64 KiB)", unread.
     static InboundAction forText(const std::optional<QString> &text);
+
+    // The error for an Open that is too large to look at (more than 100 links, or one link over
+    // 64 Ki characters), or no value when its links may be handled one by one.
+    static std::optional<QString> checkOpen(const QStringList &uris);
 
 private:
     // The value of the first query item named exactly "number", if that item has a value;

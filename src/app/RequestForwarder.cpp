@@ -76,7 +76,8 @@ RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
             continue;
         }
         // Dialwise's own errors are meant for the user as they stand.
-        if (reply.errorName == QLatin1String(bus::kNoTextErrorName) || reply.errorName == QLatin1String(bus::kNoNumberErrorName))
+        if (reply.errorName == QLatin1String(bus::kNoTextErrorName) || reply.errorName == QLatin1String(bus::kNoNumberErrorName)
+            || reply.errorName == QLatin1String(bus::kTooLargeErrorName))
             return {Result::Status::failed, reply.errorMessage};
         return {Result::Status::failed,
                 QStringLiteral("the running Dialwise did not take the request (%1)")

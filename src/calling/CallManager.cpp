@@ -170,6 +170,8 @@ QDateTime CallManager::now() const
 
 void CallManager::addToHistory(const CallRecord &record)
 {
+    if (record.number.size() > phone::kMaximumNumberLength)
+        return;
     modifyCallHistory([&record](QList<CallRecord> &history) { history.prepend(record); });
     // Checked once after each insertion, so in steady state exactly one record goes per call.
     if (callHistory().size() > kHistoryCapacity)

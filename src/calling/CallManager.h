@@ -94,7 +94,8 @@ public:
     // Asks for a number in the "Dial Number" dialog and calls it on "Call".
     virtual void showDialDialog();
 
-    // Puts a record at the front of the history and drops the oldest beyond 50. Shared by
+    // Puts a record at the front of the history and drops the oldest beyond 50; a number longer
+    // than phone::kMaximumNumberLength is never recorded. Shared by
     // call() and the web window, which records the calls it places itself.
     void addToHistory(const CallRecord &record);
     // The current date and time as this manager's clock tells it.
