@@ -3,6 +3,7 @@
 // those live in the dialwise-gui module, loaded only when this process becomes the running one.
 #include "BusNames.h"
 #include "CommandLine.h"
+#include "DisplayProbe.h"
 #include "Explain.h"
 #include "FailureReport.h"
 #include "GuiEntry.h"
@@ -71,6 +72,10 @@ int becomeDialwise(int argc, char **argv, const dialwise::LaunchRequest &request
 {
     if (!hasDisplay()) {
         dialwise::printFailure(QStringLiteral("no display to show Dialwise on (neither DISPLAY nor WAYLAND_DISPLAY is set)"));
+        return 1;
+    }
+    if (const std::optional<QString> problem = dialwise::unreachableDisplay()) {
+        dialwise::printFailure(*problem);
         return 1;
     }
     std::string error;
