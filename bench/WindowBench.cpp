@@ -7,6 +7,7 @@
 // 3. showAndCall() to the new-call request at the stand-in.
 // Prints one line per figure; medians over the iterations.
 #include "CallManager.h"
+#include "QtScheduler.h"
 #include "GoogleVoiceWindow.h"
 #include "VoiceAddress.h"
 #include "VoiceStandIn.h"
@@ -30,15 +31,6 @@ namespace {
 
 using dialwise::GoogleVoiceWindow;
 using dialwise::testing::VoiceStandIn;
-
-class BenchCallManager final : public dialwise::CallManager
-{
-public:
-    BenchCallManager()
-        : CallManager(Services{})
-    {
-    }
-};
 
 // Long enough for a loaded machine to start a render process; the waits end when done.
 constexpr int kWaitMs = 30000;
@@ -180,9 +172,10 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "bench_window: the stand-in could not listen\n");
         return 1;
     }
-    qputenv(dialwise::voice::kBaseUrlVariable, standIn.baseUrl().toString().toUtf8());
     const QString callsTitle = QStringLiteral("Voice stand-in");
-    BenchCallManager callManager;
+    dialwise::CallManager callManager(dialwise::CallManager::Services{nullptr, nullptr, nullptr, standIn.baseUrl()});
+    // The application's own scheduler: the window's timers run on the real clock here.
+    dialwise::QtScheduler scheduler;
 
     auto isCallsPage = [](const QString &target) { return target == u"/u/0/calls"; };
     std::unique_ptr<GoogleVoiceWindow> window;
@@ -193,7 +186,7 @@ int main(int argc, char **argv)
         QElapsedTimer timer;
         timer.start();
         const double ms = msUntilRequest(standIn, [&] {
-            window = std::make_unique<GoogleVoiceWindow>(callManager);
+            window = std::make_unique<GoogleVoiceWindow>(callManager, scheduler);
             window->showAndActivate();
         }, isCallsPage);
         if (ms < 0 || !waitForIdle(*window, callsTitle)) {
@@ -219,7 +212,7 @@ int main(int argc, char **argv)
     for (int i = 0; i < iterations; ++i) {
         window.reset();
         spinUntil([] { return false; }, 200); // let the previous window's processes wind down
-        const double ms = msUntilRequest(standIn, [&] { window = std::make_unique<GoogleVoiceWindow>(callManager); }, isCallsPage);
+        const double ms = msUntilRequest(standIn, [&] { window = std::make_unique<GoogleVoiceWindow>(callManager, scheduler); }, isCallsPage);
         if (ms < 0 || !waitForIdle(*window, callsTitle)) {
             std::fprintf(stderr, "bench_window: the calls page never loaded\n");
             return 1;

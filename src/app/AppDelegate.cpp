@@ -36,9 +36,10 @@ QIcon trayIcon()
 
 } // namespace
 
-AppDelegate::AppDelegate(QObject *parent)
+AppDelegate::AppDelegate(CallManager &callManager, Scheduler &scheduler, QObject *parent)
     : QObject(parent)
-    , m_callManager(CallManager::shared())
+    , m_callManager(callManager)
+    , m_scheduler(scheduler)
 {
 }
 
@@ -52,7 +53,7 @@ AppDelegate::~AppDelegate()
 
 std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)
 {
-    m_gvWindow = new GoogleVoiceWindow(m_callManager);
+    m_gvWindow = new GoogleVoiceWindow(m_callManager, m_scheduler);
     setupMenuBar();
     registerAsURLHandler();
     registerServices();

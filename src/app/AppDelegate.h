@@ -16,6 +16,7 @@ namespace dialwise {
 
 class CallManager;
 class GoogleVoiceWindow;
+class Scheduler;
 
 // Owns what the user sees of Dialwise for the whole run: the tray icon with its menu and the one
 // web calling window. Every call request from outside (links, text, the history menu) ends in
@@ -25,7 +26,8 @@ class AppDelegate final : public QObject
     Q_OBJECT
 
 public:
-    explicit AppDelegate(QObject *parent = nullptr);
+    // Both are built once by the GUI entry and outlive this delegate.
+    AppDelegate(CallManager &callManager, Scheduler &scheduler, QObject *parent = nullptr);
     ~AppDelegate() override;
 
     // Brings everything up, in this order: the window (it starts loading at once), the tray
@@ -59,6 +61,7 @@ private:
 
     QSystemTrayIcon *m_statusItem = nullptr;
     CallManager &m_callManager;
+    Scheduler &m_scheduler;
     GoogleVoiceWindow *m_gvWindow = nullptr;
     QPointer<QMenu> m_menu;
     QObject *m_exported = nullptr;

@@ -8,8 +8,10 @@
 #include "GuiEntry.h"
 #include "LinuxDesktopServices.h"
 #include "QSettingsStore.h"
+#include "QtScheduler.h"
 #include "RequestForwarder.h"
 #include "SessionBusClient.h"
+#include "VoiceAddress.h"
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -60,9 +62,12 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     QApplication::setApplicationVersion(QStringLiteral(DIALWISE_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral(DIALWISE_APP_ID));
 
-    dialwise::CallManager::setSharedServices({std::make_shared<dialwise::QSettingsStore>(),
-                                              std::make_shared<dialwise::LinuxDesktopServices>(),
-                                              std::make_shared<dialwise::SystemClock>()});
+    // The one construction site: everything below gets these by reference.
+    dialwise::CallManager callManager({std::make_shared<dialwise::QSettingsStore>(),
+                                       std::make_shared<dialwise::LinuxDesktopServices>(),
+                                       std::make_shared<dialwise::SystemClock>(), dialwise::voice::baseUrlFromEnvironment()});
+    dialwise::CallManager::setShared(callManager);
+    dialwise::QtScheduler scheduler;
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     // Set up before the name is taken, so that no request meets the connection unprepared.
@@ -78,7 +83,7 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
         return forwardToWinner(*request);
     }
 
-    dialwise::AppDelegate delegate;
+    dialwise::AppDelegate delegate(callManager, scheduler);
     if (const std::optional<QString> error = delegate.applicationDidFinishLaunching(*request)) {
         if (dialwise::printFailure(*error) && bus.isConnected())
             dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), *error);

@@ -26,7 +26,7 @@ namespace {
 
 int explainCommand(const QString &text)
 {
-    const dialwise::Explanation explanation = dialwise::explain(text, dialwise::voice::baseUrl());
+    const dialwise::Explanation explanation = dialwise::explain(text, dialwise::voice::baseUrlFromEnvironment());
     dialwise::printText(explanation.text, stdout);
     return explanation.dialable ? 0 : 1;
 }

@@ -28,10 +28,10 @@ public:
     std::optional<QString> runDialDialog() override { return std::nullopt; }
 };
 
-CallManager::Services &pendingSharedServices()
+CallManager *&installedShared()
 {
-    static CallManager::Services services;
-    return services;
+    static CallManager *instance = nullptr;
+    return instance;
 }
 
 CallManager::Services completed(CallManager::Services services)
@@ -42,31 +42,27 @@ CallManager::Services completed(CallManager::Services services)
         services.desktop = std::make_shared<UnconnectedDesktop>();
     if (!services.clock)
         services.clock = std::make_shared<SystemClock>();
+    if (services.voiceBase.isEmpty())
+        services.voiceBase = voice::defaultBaseUrl();
     return services;
 }
-
-// Only the shared instance is built through here; the constructor itself stays protected.
-class SharedCallManager final : public CallManager
-{
-public:
-    explicit SharedCallManager(Services services)
-        : CallManager(std::move(services))
-    {
-    }
-};
 
 } // namespace
 
 CallManager &CallManager::shared()
 {
+    if (CallManager *installed = installedShared())
+        return *installed;
     // Function-local static: made once, thread-safe, deliberately never destroyed.
-    static CallManager *const instance = new SharedCallManager(std::move(pendingSharedServices()));
-    return *instance;
+    static CallManager *const fallback = new CallManager(Services{});
+    return *fallback;
 }
 
-void CallManager::setSharedServices(Services services)
+void CallManager::setShared(CallManager &manager)
 {
-    pendingSharedServices() = std::move(services);
+    Q_ASSERT_X(!installedShared() || installedShared() == &manager, "CallManager::setShared",
+               "the shared manager is installed once, at start");
+    installedShared() = &manager;
 }
 
 CallManager::CallManager(Services services, QObject *parent)
@@ -82,6 +78,13 @@ CallManager::CallManager(Services services, QObject *parent)
         m_selectedProvider = *provider;
     else
         qCInfo(lcCallManager) << "ignoring stored provider" << *stored;
+}
+
+CallManager::~CallManager()
+{
+    // A shared() that outlived its manager must not hand out a dangling reference.
+    if (installedShared() == this)
+        installedShared() = nullptr;
 }
 
 QString CallManager::rawValue(Provider provider)
@@ -168,6 +171,19 @@ QDateTime CallManager::now() const
     return m_services.clock->now();
 }
 
+QUrl CallManager::voiceBase() const
+{
+    return m_services.voiceBase;
+}
+
+void CallManager::recordCall(const QString &number, Provider provider)
+{
+    if (number.size() > phone::kMaximumNumberLength)
+        return;
+    setLastCalledNumber(number);
+    addToHistory(CallRecord(number, now(), provider));
+}
+
 void CallManager::addToHistory(const CallRecord &record)
 {
     if (record.number.size() > phone::kMaximumNumberLength)
@@ -187,8 +203,7 @@ void CallManager::call(const QString &number)
         showNotification(QStringLiteral("Dialwise"), QStringLiteral("Invalid phone number: ") + number);
         return;
     }
-    setLastCalledNumber(*normalized);
-    addToHistory(CallRecord(*normalized, now(), selectedProvider()));
+    recordCall(*normalized, selectedProvider());
 
     if (selectedProvider() == Provider::browserTel)
         callViaBrowserTel(*normalized);
@@ -198,7 +213,7 @@ void CallManager::call(const QString &number)
 
 void CallManager::callViaGoogleVoice(const QString &number)
 {
-    const std::optional<QUrl> address = voice::newCallUrl(phone::dialDigits(number));
+    const std::optional<QUrl> address = voice::newCallUrl(m_services.voiceBase, phone::dialDigits(number));
     if (!address)
         return;
     m_services.desktop->openUrl(*address);

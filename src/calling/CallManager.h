@@ -8,6 +8,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QUrl>
 #include <QUuid>
 
 #include <functional>
@@ -22,7 +23,7 @@ namespace dialwise {
 //
 // Each property announces a coming change (objectWillChange and its own ...WillChange signal)
 // before the value is assigned, then reports the new value (...Changed).
-class CallManager : public QObject
+class CallManager final : public QObject
 {
     Q_OBJECT
 
@@ -49,22 +50,30 @@ public:
         Provider provider; // the provider selected at that moment
     };
 
-    // What the shared instance is built with. The entry point installs the real desktop; tests
-    // build their own managers with fakes.
+    // What a manager is built with. The GUI entry builds the real ones once; tests build their
+    // own managers with fakes. Missing pieces get stand-ins (QSettings, a desktop that only logs,
+    // the system clock, the web app's default address).
     struct Services
     {
         std::shared_ptr<SettingsStore> settings;
         std::shared_ptr<DesktopServices> desktop;
         std::shared_ptr<Clock> clock;
+        // The web app's origin, resolved once at start (voice::baseUrlFromEnvironment()).
+        QUrl voiceBase;
     };
 
     static constexpr qsizetype kHistoryCapacity = 50;
     static constexpr char kSelectedProviderKey[] = "selectedProvider";
 
-    // The single instance, made on first use and never destroyed.
+    // Reads the stored provider.
+    explicit CallManager(Services services, QObject *parent = nullptr);
+    ~CallManager() override;
+
+    // The process-wide instance: the one the GUI entry built and installed with setShared(). A
+    // process that never installed one gets a manager with default services, made on first use.
     static CallManager &shared();
-    // Sets what shared() will be built with; only has an effect before its first call.
-    static void setSharedServices(Services services);
+    // Installs the instance shared() answers; once, at start, before anything asks for it.
+    static void setShared(CallManager &manager);
 
     // "Google Voice" / "Browser (tel:)": stored form, identity and title at once.
     static QString rawValue(Provider provider);
@@ -72,34 +81,39 @@ public:
     static std::optional<Provider> providerFromRawValue(const QString &rawValue);
     static QList<Provider> allProviders();
 
-    virtual std::optional<QString> lastCalledNumber() const;
-    virtual void setLastCalledNumber(const std::optional<QString> &number);
+    std::optional<QString> lastCalledNumber() const;
+    void setLastCalledNumber(const std::optional<QString> &number);
 
-    virtual QList<CallRecord> callHistory() const;
-    virtual void setCallHistory(const QList<CallRecord> &history);
+    QList<CallRecord> callHistory() const;
+    void setCallHistory(const QList<CallRecord> &history);
     // Changes the history in place, with one announcement.
-    virtual void modifyCallHistory(const std::function<void(QList<CallRecord> &)> &change);
+    void modifyCallHistory(const std::function<void(QList<CallRecord> &)> &change);
 
-    virtual Provider selectedProvider() const;
-    virtual void setSelectedProvider(Provider provider);
+    Provider selectedProvider() const;
+    void setSelectedProvider(Provider provider);
 
-    virtual std::optional<QString> normalizePhoneNumber(const QString &text) const;
-    virtual QString formatForDisplay(const QString &number) const;
+    std::optional<QString> normalizePhoneNumber(const QString &text) const;
+    QString formatForDisplay(const QString &number) const;
 
     // Places a call to any text. An invalid number is reported by notification, never to the
     // caller; the record stays in the history whatever the provider then does.
-    virtual void call(const QString &number);
+    void call(const QString &number);
     // Selects a provider and stores the choice for the next start.
-    virtual void setProvider(Provider provider);
+    void setProvider(Provider provider);
     // Asks for a number in the "Dial Number" dialog and calls it on "Call".
-    virtual void showDialDialog();
+    void showDialDialog();
 
+    // Records a call being placed: the last called number, and a record at the front of the
+    // history (the oldest beyond 50 goes), stamped with this manager's clock. Shared by call()
+    // and the web window, which places its calls itself.
+    void recordCall(const QString &number, Provider provider);
     // Puts a record at the front of the history and drops the oldest beyond 50; a number longer
-    // than phone::kMaximumNumberLength is never recorded. Shared by
-    // call() and the web window, which records the calls it places itself.
+    // than phone::kMaximumNumberLength is never recorded.
     void addToHistory(const CallRecord &record);
     // The current date and time as this manager's clock tells it.
     QDateTime now() const;
+    // The web app's origin this manager was built with.
+    QUrl voiceBase() const;
 
 Q_SIGNALS:
     void objectWillChange();
@@ -110,14 +124,10 @@ Q_SIGNALS:
     void selectedProviderWillChange(dialwise::CallManager::Provider newValue);
     void selectedProviderChanged(dialwise::CallManager::Provider value);
 
-protected:
-    // Reads the stored provider. Protected: the application uses shared(); tests subclass.
-    explicit CallManager(Services services, QObject *parent = nullptr);
-
 private:
-    virtual void callViaGoogleVoice(const QString &number);
-    virtual void callViaBrowserTel(const QString &number);
-    virtual void showNotification(const QString &title, const QString &body);
+    void callViaGoogleVoice(const QString &number);
+    void callViaBrowserTel(const QString &number);
+    void showNotification(const QString &title, const QString &body);
 
     Services m_services;
     std::optional<QString> m_lastCalledNumber;

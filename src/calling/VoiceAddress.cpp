@@ -17,7 +17,12 @@ std::optional<QUrl> parseBaseUrl(QStringView text)
     return url;
 }
 
-QUrl baseUrl()
+QUrl defaultBaseUrl()
+{
+    return QUrl(QString::fromLatin1(kDefaultBaseUrl));
+}
+
+QUrl baseUrlFromEnvironment()
 {
     const QString override = qEnvironmentVariable(kBaseUrlVariable);
     if (!override.isEmpty()) {
@@ -25,7 +30,7 @@ QUrl baseUrl()
             return *parsed;
         qCWarning(lcVoiceAddress) << kBaseUrlVariable << "is not scheme://host[:port], ignoring:" << override;
     }
-    return QUrl(QString::fromLatin1(kDefaultBaseUrl));
+    return defaultBaseUrl();
 }
 
 std::optional<QUrl> callsPageUrl(const QUrl &base)
@@ -49,14 +54,9 @@ std::optional<QUrl> newCallUrl(const QUrl &base, QStringView dialDigits)
     return url;
 }
 
-std::optional<QUrl> callsPageUrl()
+bool isNewCallAddress(const QUrl &url)
 {
-    return callsPageUrl(baseUrl());
-}
-
-std::optional<QUrl> newCallUrl(QStringView dialDigits)
-{
-    return newCallUrl(baseUrl(), dialDigits);
+    return url.path() == QLatin1String(kCallsPath) && url.query(QUrl::FullyEncoded).startsWith(u"a=nc,");
 }
 
 } // namespace dialwise::voice

@@ -3,6 +3,7 @@
 #include "CallManager.h"
 #include "CompactStyleScript.h"
 #include "PhoneNumbers.h"
+#include "Scheduler.h"
 #include "Spinner.h"
 #include "VoiceAddress.h"
 #include "VoicePage.h"
@@ -60,12 +61,6 @@ constexpr int kCallWidth = 60;
 constexpr int kFieldPointSize = 14;
 constexpr int kCallPointSize = 13;
 
-// How long a load we started may take before it is stopped: long enough for a slow mobile
-// connection to bring in the web app, short enough that a dead one does not spin for ever.
-constexpr int kLoadTimeoutMs = 60 * 1000;
-// How long "Invalid number, try again..." stays before the usual placeholder comes back.
-constexpr int kInvalidHintMs = 2000;
-
 const QString kPlaceholder = QStringLiteral("Enter phone number...");
 const QString kInvalidPlaceholder = QStringLiteral("Invalid number, try again...");
 
@@ -97,18 +92,13 @@ QIcon navigationIcon(const QString &themeName)
     return QIcon::fromTheme(themeName, QIcon(QStringLiteral(":/webcall/icons/%1.svg").arg(themeName)));
 }
 
-// A new-call address places a call when it loads; bringing it back after a crash would dial
-// the number a second time, so the calls page stands in for it.
-bool isNewCallAddress(const QUrl &url)
-{
-    return url.path() == QLatin1String(voice::kCallsPath) && url.query(QUrl::FullyEncoded).startsWith(u"a=nc,");
-}
-
 } // namespace
 
-GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, QWebEngineProfile *profile, QWidget *parent)
+GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, Scheduler &scheduler, QWebEngineProfile *profile,
+                                     QWidget *parent)
     : QWidget(parent, Qt::Window)
     , m_callManager(callManager)
+    , m_scheduler(scheduler)
     , m_profile(profile)
 {
     initWebcallResources();
@@ -132,6 +122,8 @@ GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, QWebEngineProfile
 
 GoogleVoiceWindow::~GoogleVoiceWindow()
 {
+    if (m_loadTimeout)
+        m_loadTimeout->cancel();
     // Pages must go before the profile they use, and the profile may be one of our children.
     delete m_developerTools;
     delete m_webView;
@@ -199,21 +191,13 @@ void GoogleVoiceWindow::setupUI()
 
     m_webView = new QWebEngineView(this);
     m_webView->setMinimumSize(0, 0);
-    auto *page = new VoicePage(NavigationPolicy(voice::baseUrl()), m_profile, m_webView);
+    auto *page = new VoicePage(NavigationPolicy(m_callManager.voiceBase()), m_profile, m_webView);
     // Ringing and call audio must play without the user first clicking into the page.
     page->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
     m_webView->setPage(page);
     m_webView->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_webView, &QWidget::customContextMenuRequested, this, &GoogleVoiceWindow::showContextMenu);
     layout->addWidget(m_webView, 1);
-
-    m_loadTimeout = new QTimer(this);
-    m_loadTimeout->setSingleShot(true);
-    m_loadTimeout->setInterval(kLoadTimeoutMs);
-    connect(m_loadTimeout, &QTimer::timeout, this, [this] {
-        qCDebug(lcWebCall) << "load took longer than" << kLoadTimeoutMs / 1000 << "s, stopping it";
-        m_webView->page()->triggerAction(QWebEnginePage::Stop);
-    });
 
     connect(page, &QWebEnginePage::loadingChanged, this, [this](const QWebEngineLoadingInfo &info) {
         switch (info.status()) {
@@ -274,7 +258,7 @@ void GoogleVoiceWindow::layoutToolbar()
 
 void GoogleVoiceWindow::loadGoogleVoice()
 {
-    if (const std::optional<QUrl> address = voice::callsPageUrl())
+    if (const std::optional<QUrl> address = voice::callsPageUrl(m_callManager.voiceBase()))
         loadInView(*address);
 }
 
@@ -282,7 +266,31 @@ void GoogleVoiceWindow::loadInView(const QUrl &url)
 {
     m_lastAddress = url;
     m_webView->load(url);
-    m_loadTimeout->start();
+    // One time-out at a time: the new load replaces whatever the previous one was waiting for.
+    if (m_loadTimeout)
+        m_loadTimeout->cancel();
+    m_loadTimeout = m_scheduler.runOnce(kLoadTimeout, this, [this] { onLoadTimeout(); });
+}
+
+void GoogleVoiceWindow::onLoadTimeout()
+{
+    if (committedSinceLoadStart()) {
+        // The answer began to arrive: a slow page is still a page, and cutting it off now would
+        // leave the user with half a web app.
+        qCDebug(lcWebCall) << "load still running after" << kLoadTimeout.count() / 1000
+                           << "s, but its page is arriving; letting it finish";
+        return;
+    }
+    qCDebug(lcWebCall) << "no answer after" << kLoadTimeout.count() / 1000 << "s, stopping the load";
+    m_webView->page()->triggerAction(QWebEnginePage::Stop);
+}
+
+bool GoogleVoiceWindow::committedSinceLoadStart() const
+{
+    const QWebEngineHistory *history = m_webView->page()->history();
+    return history->currentItemIndex() != m_committedIndexAtLoadStart
+        || history->currentItem().url() != m_committedUrlAtLoadStart
+        || history->currentItem().lastVisited() != m_committedVisitAtLoadStart;
 }
 
 void GoogleVoiceWindow::onLoadStarted()
@@ -290,22 +298,21 @@ void GoogleVoiceWindow::onLoadStarted()
     const QWebEngineHistory *history = m_webView->page()->history();
     m_committedIndexAtLoadStart = history->currentItemIndex();
     m_committedUrlAtLoadStart = history->currentItem().url();
+    m_committedVisitAtLoadStart = history->currentItem().lastVisited();
     m_spinner->show();
     m_spinner->startAnimation();
 }
 
 void GoogleVoiceWindow::onLoadFinished(bool ok, bool errorPage)
 {
-    m_loadTimeout->stop();
+    if (m_loadTimeout)
+        m_loadTimeout->cancel();
     QWebEnginePage *page = m_webView->page();
     if (!ok) {
         // Only a failure after the new document was committed stops the spinner. One before
         // (no answer, refused, stopped early, or an error page instead of the document) leaves
         // it turning until a later load ends, as WebKit's provisional failures do.
-        const QWebEngineHistory *history = page->history();
-        const bool committed = history->currentItemIndex() != m_committedIndexAtLoadStart
-            || history->currentItem().url() != m_committedUrlAtLoadStart;
-        if (committed && !errorPage) {
+        if (committedSinceLoadStart() && !errorPage) {
             m_spinner->stopAnimation();
             m_spinner->hide();
         }
@@ -338,9 +345,11 @@ void GoogleVoiceWindow::onRenderProcessTerminated(int status, int exitCode)
     if (status == QWebEnginePage::NormalTerminationStatus)
         return;
     ++m_renderProcessRecoveries;
+    // A new-call address places a call when it loads; bringing it back after a crash would
+    // dial the number a second time, so the calls page stands in for it.
     QUrl address = m_lastAddress;
-    if (isNewCallAddress(address))
-        address = voice::callsPageUrl().value_or(QUrl());
+    if (voice::isNewCallAddress(address))
+        address = voice::callsPageUrl(m_callManager.voiceBase()).value_or(QUrl());
     qCWarning(lcWebCall) << "render process ended abnormally, status" << status << "exit code" << exitCode
                          << "- reloading" << address.toString();
     if (address.isEmpty())
@@ -410,7 +419,7 @@ void GoogleVoiceWindow::callNumber()
     m_phoneField->clear();
     m_phoneField->setPlaceholderText(kInvalidPlaceholder);
     // Each invalid entry schedules its own restore; the first one due brings the hint back.
-    QTimer::singleShot(kInvalidHintMs, this, [this] { m_phoneField->setPlaceholderText(kPlaceholder); });
+    m_scheduler.runOnce(kInvalidHint, this, [this] { m_phoneField->setPlaceholderText(kPlaceholder); });
 }
 
 void GoogleVoiceWindow::initiateCall(const QString &number)
@@ -419,10 +428,9 @@ void GoogleVoiceWindow::initiateCall(const QString &number)
     m_phoneField->setText(m_callManager.formatForDisplay(number));
     // An address with digits that cannot stand in a URL as written loads nothing; the call is
     // recorded all the same, as the user did ask for it.
-    if (const std::optional<QUrl> address = voice::newCallUrl(digits))
+    if (const std::optional<QUrl> address = voice::newCallUrl(m_callManager.voiceBase(), digits))
         loadInView(*address);
-    m_callManager.addToHistory(CallManager::CallRecord(number, m_callManager.now(), CallManager::Provider::googleVoice));
-    m_callManager.setLastCalledNumber(number);
+    m_callManager.recordCall(number, CallManager::Provider::googleVoice);
 }
 
 } // namespace dialwise

@@ -1,20 +1,25 @@
 #pragma once
 
+#include <QDateTime>
 #include <QPointer>
 #include <QString>
 #include <QUrl>
 #include <QWidget>
+
+#include <chrono>
+#include <memory>
 
 class QLineEdit;
 class QPushButton;
 class QToolButton;
 class QWebEngineProfile;
 class QWebEngineView;
-class QTimer;
 
 namespace dialwise {
 
 class CallManager;
+class ScheduledTask;
+class Scheduler;
 class Spinner;
 
 // Dialwise's one window: the Google Voice web app in an embedded web view under a slim toolbar
@@ -27,9 +32,18 @@ class GoogleVoiceWindow final : public QWidget
     Q_OBJECT
 
 public:
-    // profile: where cookies and the sign-in live; by default the persistent "Dialwise" profile
-    // in the user's data and cache directories.
-    explicit GoogleVoiceWindow(CallManager &callManager, QWebEngineProfile *profile = nullptr, QWidget *parent = nullptr);
+    // How long a load we started may take to get an answer before it is stopped: long enough
+    // for a slow mobile connection to bring in the web app, short enough that a dead one does
+    // not spin for ever. A page that has begun to arrive by then is left to finish.
+    static constexpr std::chrono::milliseconds kLoadTimeout{60 * 1000};
+    // How long "Invalid number, try again..." stays before the usual placeholder comes back.
+    static constexpr std::chrono::milliseconds kInvalidHint{2000};
+
+    // callManager: records the calls and knows the web app's address. scheduler: runs the load
+    // time-out and the placeholder's restore. profile: where cookies and the sign-in live; by
+    // default the persistent "Dialwise" profile in the user's data and cache directories.
+    GoogleVoiceWindow(CallManager &callManager, Scheduler &scheduler, QWebEngineProfile *profile = nullptr,
+                      QWidget *parent = nullptr);
     ~GoogleVoiceWindow() override;
 
     // Shows the window, raises it above other programs' windows and gives it the focus.
@@ -64,12 +78,17 @@ private:
     void loadInView(const QUrl &url);
     void onLoadStarted();
     void onLoadFinished(bool ok, bool errorPage);
+    void onLoadTimeout();
+    // Whether the running load has committed a document (its answer began to arrive): the
+    // history's current entry is no longer the one it was when the load started.
+    bool committedSinceLoadStart() const;
     void onRenderProcessTerminated(int status, int exitCode);
     void showContextMenu(const QPoint &position);
     void openDeveloperTools();
     bool eventFilter(QObject *watched, QEvent *event) override;
 
     CallManager &m_callManager;
+    Scheduler &m_scheduler;
     QWebEngineProfile *m_profile = nullptr;
     QWidget *m_toolbar = nullptr;
     QWebEngineView *m_webView = nullptr;
@@ -79,11 +98,13 @@ private:
     QToolButton *m_forwardButton = nullptr;
     Spinner *m_spinner = nullptr;
     QPointer<QWebEngineView> m_developerTools;
-    QTimer *m_loadTimeout = nullptr;
-    // What the history's current (committed) entry was when the running load began: a failed
-    // load that moved it had committed a document before failing.
+    std::shared_ptr<ScheduledTask> m_loadTimeout;
+    // What the history's current (committed) entry was when the running load began: a load
+    // that moved it has committed a document. The visit time tells apart a new document at the
+    // same address, which replaces the entry in place.
     QUrl m_committedUrlAtLoadStart;
     int m_committedIndexAtLoadStart = -1;
+    QDateTime m_committedVisitAtLoadStart;
     // The address to bring back if the render process dies.
     QUrl m_lastAddress;
     int m_renderProcessRecoveries = 0;

@@ -25,11 +25,6 @@ bool sameOrigin(const QUrl &a, const QUrl &b)
         && a.port(a.scheme() == u"https" ? 443 : 80) == b.port(b.scheme() == u"https" ? 443 : 80);
 }
 
-bool isNewCallAddress(const QUrl &url)
-{
-    return url.path() == QLatin1String(voice::kCallsPath) && url.query(QUrl::FullyEncoded).startsWith(u"a=nc,");
-}
-
 // What a frame inside the page may load besides http(s): the blank and inline documents pages
 // build their frames from. Never local files or Qt's own resources.
 bool isFrameDocument(const QUrl &url)
@@ -91,7 +86,7 @@ NavigationPolicy::Decision NavigationPolicy::forNewWindow(const QUrl &requested,
         return Decision::refuse(QStringLiteral("new windows open http(s) addresses only"));
     if (userInitiated)
         return Decision::load();
-    if (isAppAddress(topLevel) && isAppAddress(requested) && !isNewCallAddress(requested))
+    if (isAppAddress(topLevel) && isAppAddress(requested) && !voice::isNewCallAddress(requested))
         return Decision::load();
     return Decision::refuse(QStringLiteral("new window without a click, not the web app's own"));
 }

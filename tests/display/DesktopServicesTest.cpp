@@ -2,7 +2,7 @@
 // owned by this test, and a recording xdg-open first on PATH standing in for the browser.
 #include "LinuxDesktopServices.h"
 #include "NotificationServerStandIn.h"
-#include "TestCallManager.h"
+#include "CallManagerRig.h"
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -16,7 +16,6 @@
 using dialwise::CallManager;
 using dialwise::LinuxDesktopServices;
 using dialwise::testing::CallManagerRig;
-using dialwise::testing::TestCallManager;
 
 namespace {
 
@@ -54,12 +53,12 @@ protected:
         QDBusConnection::disconnectFromBus(QStringLiteral("notification-server"));
     }
 
-    std::unique_ptr<TestCallManager> makeManager(CallManager::Provider provider = CallManager::Provider::googleVoice)
+    std::unique_ptr<dialwise::CallManager> makeManager(CallManager::Provider provider = CallManager::Provider::googleVoice)
     {
         m_rig.settings->values.insert(QStringLiteral("selectedProvider"), CallManager::rawValue(provider));
         CallManager::Services services = m_rig.services();
         services.desktop = std::make_shared<LinuxDesktopServices>();
-        return std::make_unique<TestCallManager>(services);
+        return std::make_unique<dialwise::CallManager>(services);
     }
 
     bool waitForNotifications(int count) { return QTest::qWaitFor([&] { return m_server.received().size() >= count; }, 5000); }

@@ -2,7 +2,7 @@
 // what CallManager does with each answer.
 #include "DialDialog.h"
 #include "LinuxDesktopServices.h"
-#include "TestCallManager.h"
+#include "CallManagerRig.h"
 
 #include <QApplication>
 #include <QDir>
@@ -20,7 +20,6 @@ using dialwise::CallManager;
 using dialwise::DialDialog;
 using dialwise::LinuxDesktopServices;
 using dialwise::testing::CallManagerRig;
-using dialwise::testing::TestCallManager;
 
 namespace {
 
@@ -73,11 +72,11 @@ private:
     std::shared_ptr<dialwise::testing::FakeDesktopServices> m_recorder;
 };
 
-std::unique_ptr<TestCallManager> managerWithRealDialog(const CallManagerRig &rig)
+std::unique_ptr<dialwise::CallManager> managerWithRealDialog(const CallManagerRig &rig)
 {
     CallManager::Services services = rig.services();
     services.desktop = std::make_shared<RealDialogDesktop>(rig.desktop);
-    return std::make_unique<TestCallManager>(services);
+    return std::make_unique<dialwise::CallManager>(services);
 }
 
 } // namespace

@@ -4,14 +4,15 @@
 
 #include "PhoneNumbers.h"
 
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using dialwise::CallManager;
+using dialwise::GoogleVoiceWindow;
 using dialwise::testing::WindowRig;
 
 namespace {
@@ -26,6 +27,8 @@ protected:
     void SetUp() override { ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls"))); }
 
     int newCallRequests() const { return rig.standIn.countTargetsStartingWith(QString::fromLatin1(kNewCallPrefix)); }
+
+    QString placeholder() const { return rig.window->phoneField()->placeholderText(); }
 
     void pressReturnWith(const QString &text)
     {
@@ -160,18 +163,18 @@ TEST_F(GoogleVoiceWindowCall, callButton_validNumber_callsLikeReturn)
 TEST_F(GoogleVoiceWindowCall, returnInField_invalidText_clearsAndHintsThenRestores)
 {
     rig.window->show();
-    QElapsedTimer sinceEntry;
-    sinceEntry.start();
+    const auto enteredAt = rig.scheduler.now();
     pressReturnWith(QStringLiteral("hello"));
 
     EXPECT_TRUE(rig.window->phoneField()->text().isEmpty());
-    EXPECT_EQ(rig.window->phoneField()->placeholderText(), QStringLiteral("Invalid number, try again..."));
+    EXPECT_EQ(placeholder(), QStringLiteral("Invalid number, try again..."));
     EXPECT_TRUE(rig.callManager.callHistory().isEmpty());
     EXPECT_FALSE(rig.callManager.lastCalledNumber().has_value());
 
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return rig.window->phoneField()->placeholderText() == QStringLiteral("Enter phone number..."); }, 10000));
-    EXPECT_GE(sinceEntry.elapsed(), 1900);
+    rig.scheduler.advanceTo(enteredAt + GoogleVoiceWindow::kInvalidHint - 1ms);
+    EXPECT_EQ(placeholder(), QStringLiteral("Invalid number, try again..."));
+    rig.scheduler.advanceTo(enteredAt + GoogleVoiceWindow::kInvalidHint);
+    EXPECT_EQ(placeholder(), QStringLiteral("Enter phone number..."));
     EXPECT_EQ(newCallRequests(), 0);
 }
 
@@ -191,20 +194,18 @@ TEST_F(GoogleVoiceWindowCall, returnInField_blankText_doesNothing)
 TEST_F(GoogleVoiceWindowCall, twoInvalidEntries_firstRestoreBringsBackPlaceholder)
 {
     rig.window->show();
-    QElapsedTimer sinceFirst;
-    sinceFirst.start();
+    const auto firstAt = rig.scheduler.now();
     pressReturnWith(QStringLiteral("nope"));
     // The second entry comes while the first hint is still up.
-    QTest::qWait(1000);
+    rig.scheduler.advanceBy(1000ms);
     pressReturnWith(QStringLiteral("still nope"));
-    EXPECT_EQ(rig.window->phoneField()->placeholderText(), QStringLiteral("Invalid number, try again..."));
+    EXPECT_EQ(placeholder(), QStringLiteral("Invalid number, try again..."));
 
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return rig.window->phoneField()->placeholderText() == QStringLiteral("Enter phone number..."); }, 10000));
-    const qint64 restoredAfter = sinceFirst.elapsed();
-    EXPECT_GE(restoredAfter, 1900);
-    // The second entry's own restore would come at about 3 s.
-    EXPECT_LT(restoredAfter, 2800);
+    rig.scheduler.advanceTo(firstAt + GoogleVoiceWindow::kInvalidHint - 1ms);
+    EXPECT_EQ(placeholder(), QStringLiteral("Invalid number, try again..."));
+    // The first entry's restore, not the second's (due at 3 s), brings the placeholder back.
+    rig.scheduler.advanceTo(firstAt + GoogleVoiceWindow::kInvalidHint);
+    EXPECT_EQ(placeholder(), QStringLiteral("Enter phone number..."));
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 // every cookie kept, so the Google Voice sign-in survives a restart.
 #include "WindowTestRig.h"
 
-#include "VoiceAddress.h"
 #include "VoiceProfile.h"
 
 #include <QDir>
@@ -17,7 +16,7 @@ using dialwise::GoogleVoiceWindow;
 using dialwise::testing::evaluate;
 using dialwise::testing::kLoadTimeoutMs;
 using dialwise::testing::VoiceStandIn;
-using dialwise::testing::WindowCallManager;
+using dialwise::testing::ManualScheduler;
 
 namespace {
 
@@ -29,11 +28,7 @@ bool isUnder(const QString &path, const QString &directory)
 class GoogleVoiceWindowProfile : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(standIn.start());
-        qputenv(dialwise::voice::kBaseUrlVariable, standIn.baseUrl().toString().toUtf8());
-    }
+    void SetUp() override { ASSERT_TRUE(standInListening); }
 
     bool waitForCallsPage(GoogleVoiceWindow &window)
     {
@@ -46,12 +41,14 @@ protected:
     }
 
     VoiceStandIn standIn;
-    WindowCallManager callManager;
+    bool standInListening = standIn.start();
+    dialwise::CallManager callManager{dialwise::CallManager::Services{nullptr, nullptr, nullptr, standIn.baseUrl()}};
+    ManualScheduler scheduler;
 };
 
 TEST_F(GoogleVoiceWindowProfile, defaultProfile_onDiskInUserDirectories)
 {
-    GoogleVoiceWindow window(callManager);
+    GoogleVoiceWindow window(callManager, scheduler);
     QWebEngineProfile *profile = window.webView()->page()->profile();
 
     EXPECT_EQ(profile->storageName(), QStringLiteral("Dialwise"));
@@ -69,7 +66,7 @@ TEST_F(GoogleVoiceWindowProfile, givenProfile_getsUserAgentAndIsUsed)
 {
     QWebEngineProfile profile;
     {
-        GoogleVoiceWindow window(callManager, &profile);
+        GoogleVoiceWindow window(callManager, scheduler, &profile);
         EXPECT_EQ(window.webView()->page()->profile(), &profile);
         EXPECT_EQ(profile.httpUserAgent(), QString::fromLatin1(dialwise::kVoiceUserAgent));
         EXPECT_TRUE(waitForCallsPage(window));
@@ -79,7 +76,7 @@ TEST_F(GoogleVoiceWindowProfile, givenProfile_getsUserAgentAndIsUsed)
 TEST_F(GoogleVoiceWindowProfile, sessionCookie_survivesRestart)
 {
     {
-        GoogleVoiceWindow first(callManager);
+        GoogleVoiceWindow first(callManager, scheduler);
         ASSERT_TRUE(waitForCallsPage(first));
         first.webView()->load(QUrl(standIn.baseUrl().toString() + QStringLiteral("/cookie")));
         ASSERT_TRUE(QTest::qWaitFor(
@@ -89,7 +86,7 @@ TEST_F(GoogleVoiceWindowProfile, sessionCookie_survivesRestart)
     // Give the cookie store a moment to reach the disk after its profile went away.
     QTest::qWait(500);
 
-    GoogleVoiceWindow second(callManager);
+    GoogleVoiceWindow second(callManager, scheduler);
     ASSERT_TRUE(waitForCallsPage(second));
     EXPECT_EQ(evaluate(second.webView()->page(), QStringLiteral("document.cookie")).toString(), QStringLiteral("standin=1"));
 }

@@ -1,7 +1,5 @@
 #include "WindowTestRig.h"
 
-#include "VoiceAddress.h"
-
 #include <QTest>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
@@ -13,11 +11,10 @@ namespace dialwise::testing {
 
 WindowRig::WindowRig()
 {
-    EXPECT_TRUE(standIn.start());
-    qputenv(voice::kBaseUrlVariable, standIn.baseUrl().toString().toUtf8());
+    EXPECT_TRUE(standInListening);
     // No storage name: off the record, so no test sees another's cookies or cache.
     profile = new QWebEngineProfile();
-    window = std::make_unique<GoogleVoiceWindow>(callManager, profile);
+    window = std::make_unique<GoogleVoiceWindow>(callManager, scheduler, profile);
     // Connected after the window's own handler, so the window has acted on a load's end
     // by the time it is recorded here.
     QObject::connect(page(), &QWebEnginePage::loadingChanged, page(), [this](const QWebEngineLoadingInfo &info) {

@@ -2,6 +2,7 @@
 
 #include "CallManager.h"
 #include "GoogleVoiceWindow.h"
+#include "ManualScheduler.h"
 #include "VoiceStandIn.h"
 
 #include <QString>
@@ -18,24 +19,14 @@ class QWebEngineProfile;
 
 namespace dialwise::testing {
 
-// A CallManager with the real number handling and an in-memory history; its settings go to the
-// private desktop's temporary home.
-class WindowCallManager final : public CallManager
-{
-public:
-    WindowCallManager()
-        : CallManager(Services{})
-    {
-    }
-};
-
 // Generous, because a loaded CI machine may take seconds to start a render process; waits end
 // as soon as the condition holds, so the common case stays fast.
 inline constexpr int kLoadTimeoutMs = 30000;
 
-// Everything a window test needs: a stand-in web app on a free port (DIALWISE_VOICE_URL points
-// at it), a call manager, an off-the-record profile of its own and the window, built in that
-// order so the window's first request goes to the stand-in.
+// Everything a window test needs: a stand-in web app on a free port, a call manager whose web
+// app address is the stand-in's, a scheduler on virtual time for the window's timers, an
+// off-the-record profile of its own and the window, built in that order so the window's first
+// request goes to the stand-in.
 struct WindowRig
 {
     WindowRig();
@@ -62,7 +53,11 @@ struct WindowRig
     qsizetype loadEndsSeen = 0;
 
     VoiceStandIn standIn;
-    WindowCallManager callManager;
+    bool standInListening = standIn.start();
+    // The real number handling and an in-memory history; its settings go to the private
+    // desktop's temporary home.
+    CallManager callManager{CallManager::Services{nullptr, nullptr, nullptr, standIn.baseUrl()}};
+    ManualScheduler scheduler;
     QWebEngineProfile *profile = nullptr;
     std::unique_ptr<GoogleVoiceWindow> window;
 };

@@ -1,12 +1,12 @@
 // The history part of the tray menu with the real AppDelegate and web window in this process.
 // A real start always has an empty history (it is kept in memory only), so only here can the
-// menu be built with calls in it: the shared CallManager is given seven calls before launch.
+// menu be built with calls in it: the CallManager is given seven calls before launch.
 #include "AppDelegate.h"
 #include "CallManager.h"
 #include "FakeDesktopServices.h"
 #include "GoogleVoiceWindow.h"
+#include "ManualScheduler.h"
 #include "MemorySettingsStore.h"
-#include "VoiceAddress.h"
 #include "VoiceStandIn.h"
 
 #include <QApplication>
@@ -21,6 +21,16 @@ using dialwise::CallManager;
 namespace {
 
 dialwise::testing::VoiceStandIn *standIn = nullptr;
+
+// What the GUI entry would build: a manager with fakes for the desktop and settings, pointed at
+// the stand-in, and a scheduler (virtual time: nothing here waits on the window's timers).
+struct Services
+{
+    CallManager manager{CallManager::Services{std::make_shared<dialwise::testing::MemorySettingsStore>(),
+                                              std::make_shared<dialwise::testing::FakeDesktopServices>(),
+                                              std::make_shared<dialwise::SystemClock>(), standIn->baseUrl()}};
+    dialwise::testing::ManualScheduler scheduler;
+};
 
 QStringList titles(const QMenu *menu)
 {
@@ -42,7 +52,8 @@ QList<QAction *> historyActions(const QMenu *menu)
 
 TEST(TrayHistoryMenuTest, sevenCalls_newestFiveListedAndChosenEntryCalledAndListedFirst)
 {
-    CallManager &manager = CallManager::shared();
+    Services services;
+    CallManager &manager = services.manager;
     // Newest first: 2025550101 is the latest call, 2025550107 the oldest.
     QList<CallManager::CallRecord> history;
     for (int i = 1; i <= 7; ++i) {
@@ -51,7 +62,7 @@ TEST(TrayHistoryMenuTest, sevenCalls_newestFiveListedAndChosenEntryCalledAndList
     }
     manager.setCallHistory(history);
 
-    AppDelegate delegate;
+    AppDelegate delegate(manager, services.scheduler);
     const int before = int(standIn->requestLines().size());
     delegate.applicationDidFinishLaunching({});
     ASSERT_TRUE(delegate.statusItem());
@@ -107,11 +118,7 @@ int main(int argc, char **argv)
     if (!server.start())
         return 1;
     standIn = &server;
-    qputenv(dialwise::voice::kBaseUrlVariable, server.baseUrl().toString().toUtf8());
     // The relative times are checked in English.
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-    CallManager::setSharedServices({std::make_shared<dialwise::testing::MemorySettingsStore>(),
-                                    std::make_shared<dialwise::testing::FakeDesktopServices>(),
-                                    std::make_shared<dialwise::SystemClock>()});
     return RUN_ALL_TESTS();
 }

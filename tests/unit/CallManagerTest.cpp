@@ -1,7 +1,7 @@
 // CallManager with fake desktop, settings and clock: what call() records and announces, the
 // history cap, the provider choice and its persistence, and the dial dialog.
 #include "QtPrinting.h"
-#include "TestCallManager.h"
+#include "CallManagerRig.h"
 
 #include <gtest/gtest.h>
 
@@ -367,6 +367,42 @@ TEST(CallManagerForwarding, NormalizeAndDisplay_SameAsPhoneFunctions)
     EXPECT_EQ(manager->normalizePhoneNumber(QStringLiteral("tel: +15551234567")), QStringLiteral("15551234567"));
     EXPECT_EQ(manager->normalizePhoneNumber(QStringLiteral("123456")), std::nullopt);
     EXPECT_EQ(manager->formatForDisplay(QStringLiteral("15551234567")), QStringLiteral("+1 (555) 123-4567"));
+}
+
+} // namespace
+
+namespace {
+
+TEST(CallManagerRecord, RecordCall_SetsLastNumberAndPrependsStampedRecord)
+{
+    CallManagerRig rig;
+    const auto manager = rig.makeManager();
+    manager->recordCall(QStringLiteral("+12025550100"), Provider::browserTel);
+    rig.clock->advanceSeconds(90);
+    manager->recordCall(QStringLiteral("2025550123"), Provider::googleVoice);
+
+    EXPECT_EQ(manager->lastCalledNumber(), std::optional<QString>(QStringLiteral("2025550123")));
+    const QList<CallManager::CallRecord> history = manager->callHistory();
+    ASSERT_EQ(history.size(), 2);
+    EXPECT_EQ(history[0].number, QStringLiteral("2025550123"));
+    EXPECT_EQ(history[0].provider, Provider::googleVoice);
+    EXPECT_EQ(history[0].timestamp, rig.clock->now());
+    EXPECT_EQ(history[1].number, QStringLiteral("+12025550100"));
+    EXPECT_EQ(history[1].provider, Provider::browserTel);
+    EXPECT_EQ(history[1].timestamp, rig.clock->now().addSecs(-90));
+    // Recording opens nothing and says nothing: placing the call is the caller's part.
+    EXPECT_TRUE(rig.desktop->openedUrls.isEmpty());
+    EXPECT_TRUE(rig.desktop->notifications.isEmpty());
+}
+
+TEST(CallManagerShared, SetShared_AnswersTheInstalledManager)
+{
+    CallManagerRig rig;
+    const auto manager = rig.makeManager();
+    CallManager::setShared(*manager);
+    EXPECT_EQ(&CallManager::shared(), manager.get());
+    manager->recordCall(QStringLiteral("2025550123"), Provider::googleVoice);
+    EXPECT_EQ(CallManager::shared().callHistory().size(), 1);
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 #include "MemorySettingsStore.h"
 #include "QSettingsStore.h"
 #include "QtPrinting.h"
-#include "TestCallManager.h"
+#include "CallManagerRig.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,6 @@
 using dialwise::CallManager;
 using dialwise::QSettingsStore;
 using dialwise::testing::CallManagerRig;
-using dialwise::testing::TestCallManager;
 using Provider = dialwise::CallManager::Provider;
 
 namespace {
@@ -48,13 +47,13 @@ protected:
     }
 
     // A manager on the real store, as a fresh start of the program would build it.
-    std::unique_ptr<TestCallManager> startManager() { return startManagerOn(std::make_shared<QSettingsStore>()); }
+    std::unique_ptr<dialwise::CallManager> startManager() { return startManagerOn(std::make_shared<QSettingsStore>()); }
 
 public:
-    static std::unique_ptr<TestCallManager> startManagerOn(std::shared_ptr<QSettingsStore> store)
+    static std::unique_ptr<dialwise::CallManager> startManagerOn(std::shared_ptr<QSettingsStore> store)
     {
         CallManagerRig rig;
-        return std::make_unique<TestCallManager>(CallManager::Services{std::move(store), rig.desktop, rig.clock});
+        return std::make_unique<dialwise::CallManager>(CallManager::Services{std::move(store), rig.desktop, rig.clock});
     }
 
 protected:

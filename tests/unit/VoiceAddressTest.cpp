@@ -78,7 +78,7 @@ class VoiceBaseTest : public ::testing::TestWithParam<BaseRow>
 TEST_P(VoiceBaseTest, NewCallAddressUsesExpectedBase)
 {
     const ScopedVoiceUrl scoped(GetParam().variable ? std::optional(QByteArray(*GetParam().variable)) : std::nullopt);
-    const std::optional<QUrl> url = voice::newCallUrl(QStringLiteral("15551234567"));
+    const std::optional<QUrl> url = voice::newCallUrl(voice::baseUrlFromEnvironment(), QStringLiteral("15551234567"));
     ASSERT_NE(url, std::nullopt);
     EXPECT_EQ(url->toString(QUrl::FullyEncoded), QString::fromUtf8(GetParam().expectedNewCall));
 }
@@ -88,20 +88,68 @@ INSTANTIATE_TEST_SUITE_P(Rows, VoiceBaseTest, ::testing::ValuesIn(kBaseRows),
 
 TEST(VoiceAddress, CallsPage_UnderTheBase)
 {
-    {
-        const ScopedVoiceUrl scoped(std::nullopt);
-        EXPECT_EQ(voice::callsPageUrl()->toString(QUrl::FullyEncoded), QStringLiteral("https://voice.google.com/u/0/calls"));
-    }
+    EXPECT_EQ(voice::callsPageUrl(voice::defaultBaseUrl())->toString(QUrl::FullyEncoded),
+              QStringLiteral("https://voice.google.com/u/0/calls"));
+    EXPECT_EQ(voice::callsPageUrl(QUrl(QStringLiteral("http://127.0.0.1:8123")))->toString(QUrl::FullyEncoded),
+              QStringLiteral("http://127.0.0.1:8123/u/0/calls"));
+}
+
+TEST(VoiceAddress, BaseFromEnvironment_ReadWhenAsked)
+{
     const ScopedVoiceUrl scoped(QByteArray("http://127.0.0.1:8123"));
-    EXPECT_EQ(voice::callsPageUrl()->toString(QUrl::FullyEncoded), QStringLiteral("http://127.0.0.1:8123/u/0/calls"));
+    const QUrl base = voice::baseUrlFromEnvironment();
+    qunsetenv(voice::kBaseUrlVariable);
+    // The value read at start stays the base; later changes to the environment do not move it.
+    EXPECT_EQ(voice::newCallUrl(base, u"1")->toString(QUrl::FullyEncoded),
+              QStringLiteral("http://127.0.0.1:8123/u/0/calls?a=nc,%2B1"));
 }
 
 TEST(VoiceAddress, NonAsciiDigits_NoAddress)
 {
-    const ScopedVoiceUrl scoped(std::nullopt);
-    EXPECT_EQ(voice::newCallUrl(QStringLiteral("1\uFF15\uFF15\uFF15\uFF11\uFF12\uFF13\uFF14\uFF15\uFF16\uFF17")),
+    const QUrl base = voice::defaultBaseUrl();
+    EXPECT_EQ(voice::newCallUrl(base, QStringLiteral("1\uFF15\uFF15\uFF15\uFF11\uFF12\uFF13\uFF14\uFF15\uFF16\uFF17")),
               std::nullopt);
-    EXPECT_EQ(voice::newCallUrl(QStringLiteral("\u0665\u0665\u0665\u0661\u0662\u0663\u0664")), std::nullopt);
+    EXPECT_EQ(voice::newCallUrl(base, QStringLiteral("\u0665\u0665\u0665\u0661\u0662\u0663\u0664")), std::nullopt);
+}
+
+struct NewCallRow
+{
+    const char *name;
+    const char *url;
+    bool isNewCall;
+};
+
+void PrintTo(const NewCallRow &row, std::ostream *os) { *os << row.name; }
+
+const NewCallRow kNewCallRows[] = {
+    {"NewCall_Google", "https://voice.google.com/u/0/calls?a=nc,%2B12025550123", true},
+    {"NewCall_StandIn", "http://127.0.0.1:8123/u/0/calls?a=nc,%2B12025550123", true},
+    {"NewCall_NoDigits", "https://voice.google.com/u/0/calls?a=nc,%2B", true},
+    {"CallsPage", "https://voice.google.com/u/0/calls", false},
+    {"OtherQuery", "https://voice.google.com/u/0/calls?a=x", false},
+    {"OtherPath", "https://voice.google.com/u/0/messages?a=nc,%2B1", false},
+    {"NoComma", "https://voice.google.com/u/0/calls?a=nc", false},
+    {"Empty", "", false},
+};
+
+class NewCallAddressTest : public ::testing::TestWithParam<NewCallRow>
+{
+};
+
+TEST_P(NewCallAddressTest, RecognisesNewCallAddresses)
+{
+    EXPECT_EQ(voice::isNewCallAddress(QUrl(QString::fromUtf8(GetParam().url))), GetParam().isNewCall);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, NewCallAddressTest, ::testing::ValuesIn(kNewCallRows),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST(VoiceAddress, NewCallAddress_RoundTrip)
+{
+    const std::optional<QUrl> url = voice::newCallUrl(voice::defaultBaseUrl(), u"12025550123");
+    ASSERT_NE(url, std::nullopt);
+    EXPECT_TRUE(voice::isNewCallAddress(*url));
+    EXPECT_FALSE(voice::isNewCallAddress(*voice::callsPageUrl(voice::defaultBaseUrl())));
 }
 
 TEST(VoiceAddress, ParseBaseUrl_KeepsPortDropsSlash)
