@@ -5,7 +5,9 @@
 #include "DBusServices.h"
 #include "GoogleVoiceWindow.h"
 #include "InboundRequests.h"
+#include "IntakeLimits.h"
 #include "TrayMenuModel.h"
+#include "X11SelectionReader.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -16,6 +18,7 @@
 #include <QLocale>
 #include <QLoggingCategory>
 #include <QMenu>
+#include <QPointer>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QSystemTrayIcon>
@@ -73,7 +76,10 @@ std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRe
         error = handlePhoneCall(startRequest.text);
         break;
     case LaunchRequest::Kind::callSelection:
-        error = callSelection();
+        callSelection([this](const std::optional<QString> &failure) {
+            if (failure)
+                Q_EMIT startRequestFailed(*failure);
+        });
         break;
     }
 
@@ -103,13 +109,26 @@ std::optional<QString> AppDelegate::handlePhoneCall(const std::optional<QString>
     return action.text;
 }
 
-std::optional<QString> AppDelegate::callSelection()
+void AppDelegate::callSelection(std::function<void(const std::optional<QString> &error)> done)
 {
+    if (X11SelectionReader::available()) {
+        // One character over the limit is enough for the request to be refused as too long.
+        QPointer<AppDelegate> self(this);
+        X11SelectionReader::read(intake::kMaxTextLength, [self, done = std::move(done)](std::optional<QString> text) {
+            if (self)
+                done(self->handlePhoneCall(text));
+        });
+        return;
+    }
+    // Elsewhere (Wayland, no display) the clipboard is Qt's own business; it has no selection
+    // to wait for on X.
     QClipboard *clipboard = QGuiApplication::clipboard();
-    if (!clipboard || !clipboard->supportsSelection())
-        return handlePhoneCall(std::nullopt);
+    if (!clipboard || !clipboard->supportsSelection()) {
+        done(handlePhoneCall(std::nullopt));
+        return;
+    }
     const QString text = clipboard->text(QClipboard::Selection);
-    return handlePhoneCall(text.isEmpty() ? std::nullopt : std::optional<QString>(text));
+    done(handlePhoneCall(text.isEmpty() ? std::nullopt : std::optional<QString>(text)));
 }
 
 void AppDelegate::showWindow()

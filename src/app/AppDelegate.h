@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 class QAction;
@@ -41,8 +42,11 @@ public:
     void handleURLEvent(const QString &url);
     // Text to search for a number; the error to report, or no value when the call was placed.
     std::optional<QString> handlePhoneCall(const std::optional<QString> &text);
-    // The X11 primary selection, treated as handlePhoneCall() text.
-    std::optional<QString> callSelection();
+    // The X11 primary selection, treated as handlePhoneCall() text. Its owner is another
+    // program, so nothing waits for it here: `done` is called later from the event loop with the
+    // error to report, or no value when the call was placed. An owner that does not answer
+    // within a second counts as no text ("No text provided").
+    void callSelection(std::function<void(const std::optional<QString> &error)> done);
 
     void showWindow();
     void quit();
@@ -50,6 +54,11 @@ public:
     // The tray icon and the window, for the shell's own tests.
     QSystemTrayIcon *statusItem() const { return m_statusItem; }
     GoogleVoiceWindow *gvWindow() const { return m_gvWindow; }
+
+Q_SIGNALS:
+    // The request this start carried failed after applicationDidFinishLaunching() had returned:
+    // the selection is read without waiting for it.
+    void startRequestFailed(const QString &error);
 
 private:
     void setupMenuBar();

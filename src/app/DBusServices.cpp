@@ -75,7 +75,15 @@ void CallsAdaptor::HandlePhoneCall(const QString &text, const QDBusMessage &mess
 
 void CallsAdaptor::CallSelection(const QDBusMessage &message)
 {
-    answer(message, m_delegate.callSelection());
+    // Answered when the selection has been read, which may be a second later; the bus stays
+    // free for other requests meanwhile.
+    message.setDelayedReply(true);
+    m_delegate.callSelection([message](const std::optional<QString> &error) {
+        if (error)
+            replyError(message, *error);
+        else
+            QDBusConnection::sessionBus().send(message.createReply());
+    });
 }
 
 void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<QString> &error)

@@ -84,9 +84,12 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     }
 
     dialwise::AppDelegate delegate(callManager, scheduler);
-    if (const std::optional<QString> error = delegate.applicationDidFinishLaunching(*request)) {
-        if (dialwise::printFailure(*error) && bus.isConnected())
-            dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), *error);
-    }
+    auto reportStartFailure = [&bus](const QString &error) {
+        if (dialwise::printFailure(error) && bus.isConnected())
+            dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), error);
+    };
+    QObject::connect(&delegate, &dialwise::AppDelegate::startRequestFailed, &delegate, reportStartFailure);
+    if (const std::optional<QString> error = delegate.applicationDidFinishLaunching(*request))
+        reportStartFailure(*error);
     return QApplication::exec();
 }
