@@ -6,6 +6,7 @@
 #include "GoogleVoiceWindow.h"
 #include "InboundRequests.h"
 #include "IntakeLimits.h"
+#include "SchemeRegistration.h"
 #include "TrayMenuModel.h"
 #include "X11SelectionReader.h"
 
@@ -15,12 +16,11 @@
 #include <QDBusConnection>
 #include <QFont>
 #include <QIcon>
+#include <QKeyEvent>
+#include <QKeySequence>
 #include <QLocale>
 #include <QLoggingCategory>
 #include <QMenu>
-#include <QPointer>
-#include <QProcess>
-#include <QStandardPaths>
 #include <QSystemTrayIcon>
 
 Q_LOGGING_CATEGORY(lcShell, "dialwise.shell")
@@ -54,14 +54,14 @@ AppDelegate::~AppDelegate()
     delete m_gvWindow;
 }
 
-std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)
+std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)
 {
     m_gvWindow = new GoogleVoiceWindow(m_callManager, m_scheduler);
     setupMenuBar();
     registerAsURLHandler();
     registerServices();
 
-    std::optional<QString> error;
+    std::optional<RequestFailure> error;
     switch (startRequest.kind) {
     case LaunchRequest::Kind::activate:
         break;
@@ -76,7 +76,7 @@ std::optional<QString> AppDelegate::applicationDidFinishLaunching(const LaunchRe
         error = handlePhoneCall(startRequest.text);
         break;
     case LaunchRequest::Kind::callSelection:
-        callSelection([this](const std::optional<QString> &failure) {
+        callSelection([this](const std::optional<RequestFailure> &failure) {
             if (failure)
                 Q_EMIT startRequestFailed(*failure);
         });
@@ -96,23 +96,23 @@ void AppDelegate::handleURLEvent(const QString &url)
 {
     const InboundAction action = InboundRequests::forUrl(url);
     if (action.kind == InboundAction::Kind::call)
-        window().showAndCall(action.text);
+        window().showAndCall(action.number);
 }
 
-std::optional<QString> AppDelegate::handlePhoneCall(const std::optional<QString> &text)
+std::optional<RequestFailure> AppDelegate::handlePhoneCall(const std::optional<QString> &text)
 {
     const InboundAction action = InboundRequests::forText(text);
     if (action.kind == InboundAction::Kind::call) {
-        window().showAndCall(action.text);
+        window().showAndCall(action.number);
         return std::nullopt;
     }
-    return action.text;
+    return action.failure;
 }
 
-void AppDelegate::callSelection(std::function<void(const std::optional<QString> &error)> done)
+void AppDelegate::callSelection(std::function<void(const std::optional<RequestFailure> &)> done)
 {
     if (X11SelectionReader::available()) {
-        // One character over the limit is enough for the request to be refused as too long.
+        // One character over the limit is enough for the request to be refused as too large.
         QPointer<AppDelegate> self(this);
         X11SelectionReader::read(intake::kMaxTextLength, [self, done = std::move(done)](std::optional<QString> text) {
             if (self)
@@ -120,13 +120,14 @@ void AppDelegate::callSelection(std::function<void(const std::optional<QString> 
         });
         return;
     }
-    // Elsewhere (Wayland, no display) the clipboard is Qt's own business; it has no selection
-    // to wait for on X.
+    // Elsewhere (Wayland, no display) the clipboard is Qt's own business, with no X selection
+    // owner to wait for.
     QClipboard *clipboard = QGuiApplication::clipboard();
     if (!clipboard || !clipboard->supportsSelection()) {
         done(handlePhoneCall(std::nullopt));
         return;
     }
+    // Nothing selected is no text at all, not empty text.
     const QString text = clipboard->text(QClipboard::Selection);
     done(handlePhoneCall(text.isEmpty() ? std::nullopt : std::optional<QString>(text)));
 }
@@ -195,11 +196,33 @@ void AppDelegate::updateMenu()
         }
     }
 
+    // An open menu takes every key press, and Qt does not look for its own items' shortcuts
+    // there; the filter does, so Ctrl+1 and Ctrl+Q work with the menu open.
+    menu->installEventFilter(this);
     m_statusItem->setContextMenu(menu);
     // The old menu may be the one whose item is being handled right now.
     if (m_menu)
         m_menu->deleteLater();
     m_menu = menu;
+}
+
+bool AppDelegate::eventFilter(QObject *watched, QEvent *event)
+{
+    auto *menu = qobject_cast<QMenu *>(watched);
+    if (!menu || event->type() != QEvent::KeyPress)
+        return QObject::eventFilter(watched, event);
+    const QKeySequence pressed(static_cast<QKeyEvent *>(event)->keyCombination());
+    const QList<QAction *> actions = menu->actions();
+    for (QAction *action : actions) {
+        if (action->isEnabled() && !action->shortcut().isEmpty() && action->shortcut() == pressed) {
+            // Closed first, as a click on the item would: the action may show a window that
+            // must not open under a menu that still holds the keyboard.
+            menu->close();
+            action->trigger();
+            return true;
+        }
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void AppDelegate::callFromHistory(QAction *item)
@@ -213,15 +236,7 @@ void AppDelegate::callFromHistory(QAction *item)
 
 void AppDelegate::registerAsURLHandler()
 {
-    // Only where the desktop entry is installed: pointing the schemes at a missing entry would
-    // leave links with no handler at all.
-    if (QStandardPaths::locate(QStandardPaths::ApplicationsLocation, QString::fromLatin1(kDesktopEntry)).isEmpty())
-        return;
-    // One run for both schemes: two xdg-mime runs at once would race on mimeapps.list. Fire and
-    // forget: a desktop without xdg-utils simply keeps its current handlers.
-    QProcess::startDetached(QStringLiteral("xdg-mime"),
-                            {QStringLiteral("default"), QString::fromLatin1(kDesktopEntry),
-                             QStringLiteral("x-scheme-handler/tel"), QStringLiteral("x-scheme-handler/callto")});
+    registerSchemeHandler(QString::fromLatin1(kDesktopEntry), {QStringLiteral("tel"), QStringLiteral("callto")});
 }
 
 void AppDelegate::registerServices()

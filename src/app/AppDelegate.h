@@ -1,12 +1,12 @@
 #pragma once
 
+#include "InboundHandler.h"
 #include "LaunchRequest.h"
 
 #include <QObject>
 #include <QPointer>
 #include <QString>
 
-#include <functional>
 #include <optional>
 
 class QAction;
@@ -22,7 +22,7 @@ class Scheduler;
 // Owns what the user sees of Dialwise for the whole run: the tray icon with its menu and the one
 // web calling window. Every call request from outside (links, text, the history menu) ends in
 // the window's showAndCall(); the calling core's call() and its provider are never used here.
-class AppDelegate final : public QObject
+class AppDelegate final : public QObject, public InboundHandler
 {
     Q_OBJECT
 
@@ -33,23 +33,16 @@ public:
 
     // Brings everything up, in this order: the window (it starts loading at once), the tray
     // menu, the link handler registration, the D-Bus services, the request this start carried,
-    // and finally the window is shown. Returns the error of the carried request, if it failed.
-    std::optional<QString> applicationDidFinishLaunching(const LaunchRequest &startRequest);
-    // Another `dialwise` without arguments: show the window again, whatever state it is in.
-    void applicationShouldHandleReopen();
+    // and finally the window is shown. Returns why the carried request failed, if it did.
+    std::optional<RequestFailure> applicationDidFinishLaunching(const LaunchRequest &startRequest);
 
-    // A link handed to Dialwise; links without a usable number are dropped silently.
-    void handleURLEvent(const QString &url);
-    // Text to search for a number; the error to report, or no value when the call was placed.
-    std::optional<QString> handlePhoneCall(const std::optional<QString> &text);
-    // The X11 primary selection, treated as handlePhoneCall() text. Its owner is another
-    // program, so nothing waits for it here: `done` is called later from the event loop with the
-    // error to report, or no value when the call was placed. An owner that does not answer
-    // within a second counts as no text ("No text provided").
-    void callSelection(std::function<void(const std::optional<QString> &error)> done);
+    void applicationShouldHandleReopen() override;
+    void handleURLEvent(const QString &url) override;
+    std::optional<RequestFailure> handlePhoneCall(const std::optional<QString> &text) override;
+    void callSelection(std::function<void(const std::optional<RequestFailure> &)> done) override;
+    void quit() override;
 
     void showWindow();
-    void quit();
 
     // The tray icon and the window, for the shell's own tests.
     QSystemTrayIcon *statusItem() const { return m_statusItem; }
@@ -58,9 +51,10 @@ public:
 Q_SIGNALS:
     // The request this start carried failed after applicationDidFinishLaunching() had returned:
     // the selection is read without waiting for it.
-    void startRequestFailed(const QString &error);
+    void startRequestFailed(dialwise::RequestFailure failure);
 
 private:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void setupMenuBar();
     void updateMenu();
     void registerAsURLHandler();

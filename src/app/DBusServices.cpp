@@ -1,6 +1,5 @@
 #include "DBusServices.h"
 
-#include "AppDelegate.h"
 #include "BusNames.h"
 #include "InboundRequests.h"
 #include "IntakeLimits.h"
@@ -11,66 +10,56 @@
 namespace dialwise {
 namespace {
 
-// The D-Bus error name for a sentence Dialwise answers with.
-const char *errorNameFor(const QString &error)
-{
-    if (error == QLatin1String(InboundRequests::kNoTextError))
-        return bus::kNoTextErrorName;
-    if (error == QLatin1String(intake::kTextTooLongError) || error == QLatin1String(intake::kTooManyUrisError))
-        return bus::kTooLargeErrorName;
-    return bus::kNoNumberErrorName;
-}
-
-void replyError(const QDBusMessage &message, const QString &error)
+void replyFailure(const QDBusMessage &message, RequestFailure failure)
 {
     message.setDelayedReply(true);
-    QDBusConnection::sessionBus().send(message.createErrorReply(QString::fromLatin1(errorNameFor(error)), error));
+    QDBusConnection::sessionBus().send(message.createErrorReply(bus::errorName(failure), failureMessage(failure)));
 }
 
 } // namespace
 
-ApplicationAdaptor::ApplicationAdaptor(QObject *exported, AppDelegate &delegate)
+ApplicationAdaptor::ApplicationAdaptor(QObject *exported, InboundHandler &handler)
     : QDBusAbstractAdaptor(exported)
-    , m_delegate(delegate)
+    , m_handler(handler)
 {
 }
 
 void ApplicationAdaptor::Activate(const QVariantMap &)
 {
-    m_delegate.applicationShouldHandleReopen();
+    m_handler.applicationShouldHandleReopen();
 }
 
 void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &, const QDBusMessage &message)
 {
-    if (const std::optional<QString> error = InboundRequests::checkOpen(uris)) {
-        replyError(message, *error);
+    if (const std::optional<RequestFailure> failure = InboundRequests::checkOpen(uris)) {
+        replyFailure(message, *failure);
         return;
     }
     for (const QString &uri : uris)
-        m_delegate.handleURLEvent(uri);
+        m_handler.handleURLEvent(uri);
 }
 
 void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &,
                                         const QDBusMessage &message)
 {
     if (actionName.size() > intake::kMaxTextLength) {
-        replyError(message, QString::fromLatin1(intake::kTextTooLongError));
+        replyFailure(message, RequestFailure::tooLarge);
         return;
     }
     // Only "quit" exists; unknown actions are ignored as the desktop's launchers expect.
     if (actionName == u"quit")
-        m_delegate.quit();
+        m_handler.quit();
 }
 
-CallsAdaptor::CallsAdaptor(QObject *exported, AppDelegate &delegate)
+CallsAdaptor::CallsAdaptor(QObject *exported, InboundHandler &handler)
     : QDBusAbstractAdaptor(exported)
-    , m_delegate(delegate)
+    , m_handler(handler)
 {
 }
 
 void CallsAdaptor::HandlePhoneCall(const QString &text, const QDBusMessage &message)
 {
-    answer(message, m_delegate.handlePhoneCall(text));
+    answer(message, m_handler.handlePhoneCall(text));
 }
 
 void CallsAdaptor::CallSelection(const QDBusMessage &message)
@@ -78,19 +67,19 @@ void CallsAdaptor::CallSelection(const QDBusMessage &message)
     // Answered when the selection has been read, which may be a second later; the bus stays
     // free for other requests meanwhile.
     message.setDelayedReply(true);
-    m_delegate.callSelection([message](const std::optional<QString> &error) {
-        if (error)
-            replyError(message, *error);
+    m_handler.callSelection([message](const std::optional<RequestFailure> &failure) {
+        if (failure)
+            replyFailure(message, *failure);
         else
             QDBusConnection::sessionBus().send(message.createReply());
     });
 }
 
-void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<QString> &error)
+void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<RequestFailure> &failure)
 {
-    if (!error)
+    if (!failure)
         return; // QtDBus sends the empty success reply itself
-    replyError(message, *error);
+    replyFailure(message, *failure);
 }
 
 } // namespace dialwise

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "InboundHandler.h"
+
 #include <QDBusAbstractAdaptor>
 #include <QDBusMessage>
 #include <QStringList>
@@ -8,10 +10,8 @@
 
 namespace dialwise {
 
-class AppDelegate;
-
 // org.freedesktop.Application on /app/dialwise/Dialwise: how launchers, file managers and
-// `dialwise LINK` reach the running instance. It translates calls to AppDelegate and decides
+// `dialwise LINK` reach the running instance. It translates calls to the handler and decides
 // nothing itself.
 class ApplicationAdaptor final : public QDBusAbstractAdaptor
 {
@@ -19,7 +19,7 @@ class ApplicationAdaptor final : public QDBusAbstractAdaptor
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
 public:
-    ApplicationAdaptor(QObject *exported, AppDelegate &delegate);
+    ApplicationAdaptor(QObject *exported, InboundHandler &handler);
 
 public Q_SLOTS:
     void Activate(const QVariantMap &platformData);
@@ -29,18 +29,18 @@ public Q_SLOTS:
                         const QDBusMessage &message);
 
 private:
-    AppDelegate &m_delegate;
+    InboundHandler &m_handler;
 };
 
-// app.dialwise.Dialwise.Calls: text to search for a number. Failures come back as D-Bus errors
-// whose message is the sentence to show the user.
+// app.dialwise.Dialwise.Calls: text to search for a number. Failures come back as D-Bus errors,
+// one error name per reason, whose message is the sentence to show the user.
 class CallsAdaptor final : public QDBusAbstractAdaptor
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "app.dialwise.Dialwise.Calls")
 
 public:
-    CallsAdaptor(QObject *exported, AppDelegate &delegate);
+    CallsAdaptor(QObject *exported, InboundHandler &handler);
 
 public Q_SLOTS:
     // The trailing message is QtDBus's way of handing over the call, so that it can be answered
@@ -49,9 +49,9 @@ public Q_SLOTS:
     void CallSelection(const QDBusMessage &message);
 
 private:
-    void answer(const QDBusMessage &message, const std::optional<QString> &error);
+    void answer(const QDBusMessage &message, const std::optional<RequestFailure> &failure);
 
-    AppDelegate &m_delegate;
+    InboundHandler &m_handler;
 };
 
 } // namespace dialwise

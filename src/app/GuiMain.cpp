@@ -4,13 +4,13 @@
 #include "BusConnectionGuard.h"
 #include "BusNames.h"
 #include "CallManager.h"
+#include "DialDialog.h"
 #include "FailureReport.h"
 #include "GuiEntry.h"
 #include "LinuxDesktopServices.h"
 #include "QSettingsStore.h"
 #include "QtScheduler.h"
 #include "RequestForwarder.h"
-#include "SessionBusClient.h"
 #include "VoiceAddress.h"
 
 #include <QApplication>
@@ -26,19 +26,18 @@ namespace {
 // ours. The request goes to it the same way the launcher would have sent it.
 int forwardToWinner(const dialwise::LaunchRequest &request)
 {
-    QString error;
-    std::unique_ptr<dialwise::SessionBusClient> bus = dialwise::SessionBusClient::connect(&error);
-    if (!bus) {
-        dialwise::printFailure(error);
+    QString busError;
+    switch (dialwise::forwardAndReport(request, &busError)) {
+    case dialwise::Handover::delivered:
+    case dialwise::Handover::noInstance: // the winner is gone again; nothing is left to do
+        return 0;
+    case dialwise::Handover::failed:
         return 1;
+    case dialwise::Handover::noBus:
+        break;
     }
-    const dialwise::RequestForwarder::Result result = dialwise::RequestForwarder(*bus).forward(request);
-    if (result.status == dialwise::RequestForwarder::Result::Status::failed) {
-        if (dialwise::printFailure(result.error))
-            bus->notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), result.error);
-        return 1;
-    }
-    return 0;
+    dialwise::printFailure(busError);
+    return 1;
 }
 
 } // namespace
@@ -63,8 +62,12 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     QGuiApplication::setDesktopFileName(QStringLiteral(DIALWISE_APP_ID));
 
     // The one construction site: everything below gets these by reference.
+    auto runDialDialog = []() -> std::optional<QString> {
+        dialwise::DialDialog dialog;
+        return dialog.ask();
+    };
     dialwise::CallManager callManager({std::make_shared<dialwise::QSettingsStore>(),
-                                       std::make_shared<dialwise::LinuxDesktopServices>(),
+                                       std::make_shared<dialwise::LinuxDesktopServices>(runDialDialog),
                                        std::make_shared<dialwise::SystemClock>(), dialwise::voice::baseUrlFromEnvironment()});
     dialwise::CallManager::setShared(callManager);
     dialwise::QtScheduler scheduler;
@@ -84,12 +87,13 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     }
 
     dialwise::AppDelegate delegate(callManager, scheduler);
-    auto reportStartFailure = [&bus](const QString &error) {
+    auto reportStartFailure = [&bus](dialwise::RequestFailure failure) {
+        const QString error = dialwise::failureMessage(failure);
         if (dialwise::printFailure(error) && bus.isConnected())
             dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), error);
     };
     QObject::connect(&delegate, &dialwise::AppDelegate::startRequestFailed, &delegate, reportStartFailure);
-    if (const std::optional<QString> error = delegate.applicationDidFinishLaunching(*request))
-        reportStartFailure(*error);
+    if (const std::optional<dialwise::RequestFailure> failure = delegate.applicationDidFinishLaunching(*request))
+        reportStartFailure(*failure);
     return QApplication::exec();
 }

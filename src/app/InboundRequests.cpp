@@ -20,14 +20,14 @@ std::optional<QString> dialable(std::optional<QString> number)
 
 } // namespace
 
-std::optional<QString> InboundRequests::checkOpen(const QStringList &uris)
+std::optional<RequestFailure> InboundRequests::checkOpen(const QStringList &uris)
 {
     // Counted and measured before any link is read, so an oversized request costs nothing.
     if (uris.size() > intake::kMaxUrisPerOpen)
-        return QString::fromLatin1(intake::kTooManyUrisError);
+        return RequestFailure::tooManyLinks;
     for (const QString &uri : uris) {
         if (uri.size() > intake::kMaxTextLength)
-            return QString::fromLatin1(intake::kTextTooLongError);
+            return RequestFailure::tooLarge;
     }
     return std::nullopt;
 }
@@ -37,11 +37,8 @@ InboundAction InboundRequests::forUrl(QStringView url)
     if (url.size() > intake::kMaxTextLength)
         return InboundAction::ignore();
     if (url.toString().toLower().startsWith(u"dialwise://")) {
-        if (std::optional<QString> number = numberItem(url)) {
-            if (number->size() > intake::kMaxNumberLength)
-                return InboundAction::ignore();
-            return InboundAction::call(*number);
-        }
+        if (std::optional<QString> number = numberItem(url))
+            return number->size() > intake::kMaxNumberLength ? InboundAction::ignore() : InboundAction::call(*number);
     }
     if (std::optional<QString> normalized = dialable(phone::normalize(url)))
         return InboundAction::call(*normalized);
@@ -50,13 +47,13 @@ InboundAction InboundRequests::forUrl(QStringView url)
 
 InboundAction InboundRequests::forText(const std::optional<QString> &text)
 {
-    if (!text || text->isEmpty())
-        return InboundAction::reject(QString::fromLatin1(kNoTextError));
+    if (!text)
+        return InboundAction::reject(RequestFailure::noText);
     if (text->size() > intake::kMaxTextLength)
-        return InboundAction::reject(QString::fromLatin1(intake::kTextTooLongError));
+        return InboundAction::reject(RequestFailure::tooLarge);
     if (std::optional<QString> normalized = dialable(phone::normalize(*text)))
         return InboundAction::call(*normalized);
-    return InboundAction::reject(QString::fromLatin1(kNoNumberError));
+    return InboundAction::reject(RequestFailure::noNumber);
 }
 
 std::optional<QString> InboundRequests::numberItem(QStringView text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RequestFailure.h"
+
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -13,17 +15,18 @@ namespace dialwise {
 struct InboundAction
 {
     enum class Kind {
-        call,   // showAndCall(text) in the web window
+        call,   // showAndCall(number) in the web window
         ignore, // drop silently: links without a usable number get no message
-        reject, // answer the requesting program with the error `text`
+        reject, // answer the requesting program with `failure`
     };
 
     Kind kind = Kind::ignore;
-    QString text;
+    QString number;
+    RequestFailure failure = RequestFailure::noNumber; // meaningful for reject only
 
     static InboundAction call(QString number) { return {Kind::call, std::move(number)}; }
     static InboundAction ignore() { return {Kind::ignore, {}}; }
-    static InboundAction reject(QString error) { return {Kind::reject, std::move(error)}; }
+    static InboundAction reject(RequestFailure failure) { return {Kind::reject, {}, failure}; }
 
     bool operator==(const InboundAction &) const = default;
 };
@@ -31,9 +34,6 @@ struct InboundAction
 class InboundRequests final
 {
 public:
-    static constexpr char kNoTextError[] = "No text provided";
-    static constexpr char kNoNumberError[] = "No valid phone number found";
-
     // A link opened with Dialwise (tel:, callto:, dialwise:, or anything else handed to it).
     // Links over 64 Ki characters, and numbers no one can dial (over 64 characters), are dropped.
     // "dialwise://...?number=V" calls V exactly as written once percent-decoded, unchecked: the
@@ -42,13 +42,14 @@ public:
     static InboundAction forUrl(QStringView url);
 
     // Text handed over to be searched for a number (--call-text, the primary selection).
-    // No text, or empty text, is an error of its own so the user learns that nothing arrived.
-    // Over 64 Ki characters: refused with "Text too long (more than 64 KiB)", unread.
+    // No text at all is a failure of its own, so the user learns that nothing arrived; empty
+    // text did arrive, it just holds no number.
+    // Text over 64 Ki characters is refused as tooLarge, unread.
     static InboundAction forText(const std::optional<QString> &text);
 
-    // The error for an Open that is too large to look at (more than 100 links, or one link over
-    // 64 Ki characters), or no value when its links may be handled one by one.
-    static std::optional<QString> checkOpen(const QStringList &uris);
+    // Why an Open is too large to look at (more than 100 links, or one link over 64 Ki
+    // characters), or no value when its links may be handled one by one.
+    static std::optional<RequestFailure> checkOpen(const QStringList &uris);
 
 private:
     // The value of the first query item named exactly "number", if that item has a value;

@@ -18,8 +18,4 @@ inline constexpr qsizetype kMaxUrisPerOpen = 100;
 // Longer normalised numbers are refused as no number at all (see phone::kMaximumNumberLength).
 inline constexpr qsizetype kMaxNumberLength = phone::kMaximumNumberLength;
 
-// The sentences sent back to the requesting program.
-inline constexpr char kTextTooLongError[] = "Text too long (more than 64 KiB)";
-inline constexpr char kTooManyUrisError[] = "Too many links in one request (more than 100)";
-
 } // namespace dialwise::intake

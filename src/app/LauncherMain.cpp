@@ -8,7 +8,6 @@
 #include "FailureReport.h"
 #include "GuiEntry.h"
 #include "RequestForwarder.h"
-#include "SessionBusClient.h"
 #include "VoiceAddress.h"
 
 #include <QString>
@@ -113,19 +112,14 @@ int main(int argc, char **argv)
         break;
     }
 
-    QString busError;
-    if (std::unique_ptr<dialwise::SessionBusClient> bus = dialwise::SessionBusClient::connect(&busError)) {
-        const dialwise::RequestForwarder::Result result = dialwise::RequestForwarder(*bus).forward(line.request);
-        switch (result.status) {
-        case dialwise::RequestForwarder::Result::Status::delivered:
-            return 0;
-        case dialwise::RequestForwarder::Result::Status::failed:
-            if (dialwise::printFailure(result.error))
-                bus->notify(QStringLiteral("Dialwise"), QStringLiteral("Dialwise"), result.error);
-            return 1;
-        case dialwise::RequestForwarder::Result::Status::noInstance:
-            break;
-        }
+    switch (dialwise::forwardAndReport(line.request)) {
+    case dialwise::Handover::delivered:
+        return 0;
+    case dialwise::Handover::failed:
+        return 1;
+    case dialwise::Handover::noInstance:
+    case dialwise::Handover::noBus:
+        break;
     }
     // Nothing runs yet (or there is no bus to ask): this process becomes Dialwise. The GUI module
     // tells the user once when it has to run without a bus.

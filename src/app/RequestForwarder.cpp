@@ -1,6 +1,7 @@
 #include "RequestForwarder.h"
 
 #include "BusNames.h"
+#include "FailureReport.h"
 #include "SessionBusClient.h"
 
 #include <QDeadlineTimer>
@@ -12,9 +13,8 @@ namespace {
 // Long enough for a busy instance (a page load on the main thread, the X11 selection owner
 // taking its time to answer), short enough that a hung one is reported instead of waited on.
 constexpr int kReplyTimeoutMs = 8000;
-// A Dialwise that is still starting owns its name a moment before its objects are exported;
-// requests in that window are retried rather than lost. Start-up takes well under a second.
-constexpr int kStartupGraceMs = 10000;
+// Between two tries during start-up: often enough that a request waits little past the moment
+// the objects appear, rarely enough not to flood the bus.
 constexpr unsigned long kRetryPauseMs = 20;
 
 bool isNoOwner(const QString &errorName)
@@ -32,8 +32,9 @@ bool isNotReadyYet(const QString &errorName)
 
 } // namespace
 
-RequestForwarder::RequestForwarder(SessionBusClient &bus)
+RequestForwarder::RequestForwarder(BusMethodCaller &bus, std::chrono::milliseconds startupGrace)
     : m_bus(bus)
+    , m_startupGrace(startupGrace)
 {
 }
 
@@ -41,15 +42,15 @@ RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
 {
     QString interface = QString::fromLatin1(bus::kApplicationInterface);
     QString method;
-    std::vector<SessionBusClient::Argument> arguments;
+    std::vector<BusMethodCaller::Argument> arguments;
     switch (request.kind) {
     case LaunchRequest::Kind::activate:
         method = QStringLiteral("Activate");
-        arguments = {SessionBusClient::EmptyDictionary{}};
+        arguments = {BusMethodCaller::EmptyDictionary{}};
         break;
     case LaunchRequest::Kind::openUris:
         method = QStringLiteral("Open");
-        arguments = {request.uris, SessionBusClient::EmptyDictionary{}};
+        arguments = {request.uris, BusMethodCaller::EmptyDictionary{}};
         break;
     case LaunchRequest::Kind::callText:
         interface = QString::fromLatin1(bus::kCallsInterface);
@@ -62,27 +63,49 @@ RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
         break;
     }
 
-    const QDeadlineTimer grace(kStartupGraceMs);
+    const QDeadlineTimer grace(m_startupGrace);
     for (;;) {
-        const SessionBusClient::Reply reply = m_bus.call(QString::fromLatin1(bus::kServiceName),
+        const BusMethodCaller::Reply reply = m_bus.call(QString::fromLatin1(bus::kServiceName),
                                                          QString::fromLatin1(bus::kObjectPath), interface, method,
                                                          arguments, kReplyTimeoutMs);
         if (reply.ok)
-            return {Result::Status::delivered, {}};
+            return {Result::Status::delivered, std::nullopt, {}};
         if (isNoOwner(reply.errorName))
-            return {Result::Status::noInstance, {}};
+            return {Result::Status::noInstance, std::nullopt, {}};
         if (isNotReadyYet(reply.errorName) && !grace.hasExpired()) {
             QThread::msleep(kRetryPauseMs);
             continue;
         }
-        // Dialwise's own errors are meant for the user as they stand.
-        if (reply.errorName == QLatin1String(bus::kNoTextErrorName) || reply.errorName == QLatin1String(bus::kNoNumberErrorName)
-            || reply.errorName == QLatin1String(bus::kTooLargeErrorName))
-            return {Result::Status::failed, reply.errorMessage};
-        return {Result::Status::failed,
+        // Dialwise's own reasons are told in Dialwise's own words.
+        if (const std::optional<RequestFailure> failure = bus::failureFromErrorName(reply.errorName))
+            return {Result::Status::failed, failure, failureMessage(*failure)};
+        return {Result::Status::failed, std::nullopt,
                 QStringLiteral("the running Dialwise did not take the request (%1)")
                     .arg(reply.errorMessage.isEmpty() ? reply.errorName : reply.errorMessage)};
     }
+}
+
+Handover forwardAndReport(const LaunchRequest &request, QString *busError)
+{
+    QString error;
+    std::unique_ptr<SessionBusClient> bus = SessionBusClient::connect(&error);
+    if (!bus) {
+        if (busError)
+            *busError = error;
+        return Handover::noBus;
+    }
+    const RequestForwarder::Result result = RequestForwarder(*bus).forward(request);
+    switch (result.status) {
+    case RequestForwarder::Result::Status::delivered:
+        return Handover::delivered;
+    case RequestForwarder::Result::Status::noInstance:
+        return Handover::noInstance;
+    case RequestForwarder::Result::Status::failed:
+        break;
+    }
+    if (printFailure(result.error))
+        bus->notify(QStringLiteral("Dialwise"), result.error);
+    return Handover::failed;
 }
 
 } // namespace dialwise

@@ -1,33 +1,57 @@
 #pragma once
 
 #include "LaunchRequest.h"
+#include "RequestFailure.h"
 
 #include <QString>
 
+#include <chrono>
+#include <optional>
+
 namespace dialwise {
 
-class SessionBusClient;
+class BusMethodCaller;
 
 // Hands a request to the Dialwise that already runs, over the session bus.
 class RequestForwarder final
 {
 public:
+    // A Dialwise that is still starting owns its name a moment before its objects are exported;
+    // requests in that window are retried rather than lost. Start-up takes well under a second.
+    static constexpr std::chrono::milliseconds kStartupGrace{10000};
+
     struct Result
     {
         enum class Status {
-            delivered, // the running Dialwise took the request
+            delivered,  // the running Dialwise took the request
             noInstance, // nobody owns the name: this process should become Dialwise
-            failed,    // it answered with an error, or not at all; `error` says what to tell the user
+            failed,     // it answered with an error, or not at all; `error` says what to tell the user
         };
         Status status = Status::noInstance;
+        // Dialwise's own reason, when the running one gave one.
+        std::optional<RequestFailure> failure;
         QString error;
     };
 
-    explicit RequestForwarder(SessionBusClient &bus);
+    explicit RequestForwarder(BusMethodCaller &bus, std::chrono::milliseconds startupGrace = kStartupGrace);
     Result forward(const LaunchRequest &request);
 
 private:
-    SessionBusClient &m_bus;
+    BusMethodCaller &m_bus;
+    std::chrono::milliseconds m_startupGrace;
 };
+
+// What became of a request handed to the running Dialwise by forwardAndReport().
+enum class Handover {
+    delivered,  // taken
+    failed,     // refused or unanswered; already reported
+    noInstance, // no Dialwise runs
+    noBus,      // no session bus to ask; `busError` says why
+};
+
+// The one forward-and-report path of the launcher and of a GUI that lost the start-up race:
+// forwards the request and, when it fails, prints "dialwise: <reason>" on stderr and also posts
+// it as a desktop notification when nobody reads stderr.
+Handover forwardAndReport(const LaunchRequest &request, QString *busError = nullptr);
 
 } // namespace dialwise

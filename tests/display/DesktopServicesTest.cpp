@@ -57,7 +57,7 @@ protected:
     {
         m_rig.settings->values.insert(QStringLiteral("selectedProvider"), CallManager::rawValue(provider));
         CallManager::Services services = m_rig.services();
-        services.desktop = std::make_shared<LinuxDesktopServices>();
+        services.desktop = std::make_shared<LinuxDesktopServices>(nullptr);
         return std::make_unique<dialwise::CallManager>(services);
     }
 

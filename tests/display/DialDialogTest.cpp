@@ -1,7 +1,6 @@
 // The "Dial Number" dialog as a user meets it: typing and Return, the buttons, the layout, and
 // what CallManager does with each answer.
 #include "DialDialog.h"
-#include "LinuxDesktopServices.h"
 #include "CallManagerRig.h"
 
 #include <QApplication>
@@ -18,7 +17,6 @@
 
 using dialwise::CallManager;
 using dialwise::DialDialog;
-using dialwise::LinuxDesktopServices;
 using dialwise::testing::CallManagerRig;
 
 namespace {
@@ -66,7 +64,11 @@ public:
     }
     void openUrl(const QUrl &url) override { m_recorder->openUrl(url); }
     void showNotification(const QString &title, const QString &body) override { m_recorder->showNotification(title, body); }
-    std::optional<QString> runDialDialog() override { return LinuxDesktopServices(QDBusConnection(QString())).runDialDialog(); }
+    std::optional<QString> runDialDialog() override
+    {
+        DialDialog dialog;
+        return dialog.ask();
+    }
 
 private:
     std::shared_ptr<dialwise::testing::FakeDesktopServices> m_recorder;

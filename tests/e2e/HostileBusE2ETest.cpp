@@ -19,6 +19,7 @@ constexpr qint64 kHandOverBudgetMs = 1000;
 constexpr int kHostileRunTimeoutMs = 180000;
 
 const QByteArray kTooLarge = "app.dialwise.Dialwise.Error.TooLarge";
+const QByteArray kTooManyLinks = "app.dialwise.Dialwise.Error.TooManyLinks";
 
 class HostileBusE2ETest : public ::testing::Test
 {
@@ -101,7 +102,7 @@ TEST_F(HostileBusE2ETest, openWith50000Links_refusedAtOnce)
     const int from = int(rig->standIn().requestLines().size());
     const ShellRig::Run run = hostile(QStringLiteral("open"), 50000);
     ASSERT_TRUE(run.finished);
-    EXPECT_TRUE(run.out.startsWith(kTooLarge + " Too many links")) << run.out.toStdString();
+    EXPECT_TRUE(run.out.startsWith(kTooManyLinks + " Too many links")) << run.out.toStdString();
     expectHandOverDialsWithinASecond();
     // None of the 50,000 links (tel:+12025550000 and on) was dialled.
     EXPECT_EQ(callsSince(from, QStringLiteral("/u/0/calls?a=nc,%2B1202555")), 0);

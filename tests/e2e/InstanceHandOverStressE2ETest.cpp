@@ -164,7 +164,7 @@ Expectation expectationFor(const QList<QByteArray> &arguments, const QUrl &base)
         const dialwise::InboundAction action = dialwise::InboundRequests::forUrl(uri);
         if (action.kind != dialwise::InboundAction::Kind::call)
             continue;
-        const std::optional<QUrl> address = dialwise::voice::newCallUrl(base, dialwise::phone::dialDigits(action.text));
+        const std::optional<QUrl> address = dialwise::voice::newCallUrl(base, dialwise::phone::dialDigits(action.number));
         if (address)
             expected.targets.append(address->path(QUrl::FullyEncoded) + u'?' + address->query(QUrl::FullyEncoded));
     }

@@ -1,10 +1,12 @@
 // The running instance and second launches, through the real program on a private desktop:
 // start-up, links from xdg-open and from `dialwise LINK`, text requests, re-showing the window.
+#include "BusNames.h"
 #include "NotificationServerStandIn.h"
 #include "ShellRig.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
 
 #include <gtest/gtest.h>
 
@@ -183,12 +185,46 @@ TEST_F(InstanceLaunchE2ETest, failureWithoutTerminal_isAlsoShownAsNotification)
     QDBusConnection::sessionBus().unregisterService("org.freedesktop.Notifications");
 }
 
-TEST_F(InstanceLaunchE2ETest, callTextEmpty_failsWithNoText)
+TEST_F(InstanceLaunchE2ETest, callTextEmpty_failsWithNoNumber)
 {
+    // Empty text is text that holds no number; "No text provided" is for no text at all.
     const ShellRig::Run run = rig->run(QStringList{"--call-text", ""});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, QByteArray("dialwise: No text provided\n"));
+    EXPECT_EQ(run.err, QByteArray("dialwise: No valid phone number found\n"));
 }
+
+struct BusAnswerRow
+{
+    const char *name;
+    const char *text;
+    const char *errorName;
+    const char *errorMessage;
+};
+
+class InstanceBusAnswer : public InstanceLaunchE2ETest, public ::testing::WithParamInterface<BusAnswerRow>
+{
+};
+
+TEST_P(InstanceBusAnswer, handlePhoneCall_failureComesBackAsItsErrorName)
+{
+    ASSERT_TRUE(rig->primaryRunning());
+    QDBusMessage call = QDBusMessage::createMethodCall(QString::fromLatin1(dialwise::bus::kServiceName),
+                                                       QString::fromLatin1(dialwise::bus::kObjectPath),
+                                                       QString::fromLatin1(dialwise::bus::kCallsInterface),
+                                                       QStringLiteral("HandlePhoneCall"));
+    call << QString::fromUtf8(GetParam().text);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kCallWaitMs);
+    ASSERT_EQ(reply.type(), QDBusMessage::ErrorMessage);
+    EXPECT_EQ(reply.errorName(), QString::fromLatin1(GetParam().errorName));
+    EXPECT_EQ(reply.errorMessage(), QString::fromLatin1(GetParam().errorMessage));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, InstanceBusAnswer,
+    ::testing::Values(BusAnswerRow{"empty", "", "app.dialwise.Dialwise.Error.NoNumber", "No valid phone number found"},
+                      BusAnswerRow{"noNumber", "hello", "app.dialwise.Dialwise.Error.NoNumber",
+                                   "No valid phone number found"}),
+    [](const ::testing::TestParamInfo<BusAnswerRow> &info) { return std::string(info.param.name); });
 
 TEST_F(InstanceLaunchE2ETest, secondLaunchWithoutArguments_reshowsClosedWindow)
 {

@@ -12,6 +12,8 @@
 #include <QApplication>
 #include <QMenu>
 #include <QSystemTrayIcon>
+#include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -103,6 +105,64 @@ TEST(TrayHistoryMenuTest, sevenCalls_newestFiveListedAndChosenEntryCalledAndList
         << newEntries[0]->text().toStdString();
     EXPECT_EQ(newEntries[1]->data().toString(), QString("+12025550101"));
     EXPECT_EQ(manager.callHistory().size(), 8);
+}
+
+// Longer than any of these steps takes on a loaded machine; the waits end as soon as done.
+constexpr int kStepWaitMs = 10000;
+
+QMenu *openTrayMenu(const AppDelegate &delegate)
+{
+    QMenu *menu = delegate.statusItem()->contextMenu();
+    if (!menu)
+        return nullptr;
+    menu->popup(QPoint(100, 100));
+    return QTest::qWaitForWindowExposed(menu) ? menu : nullptr;
+}
+
+TEST(TrayMenuKeysTest, ctrl1WithMenuOpen_showsWindowAndClosesMenu)
+{
+    Services services;
+    AppDelegate delegate(services.manager, services.scheduler);
+    delegate.applicationDidFinishLaunching({});
+    delegate.gvWindow()->hide();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !delegate.gvWindow()->isVisible(); }, kStepWaitMs));
+
+    QMenu *menu = openTrayMenu(delegate);
+    ASSERT_TRUE(menu);
+    QTest::keyClick(menu, Qt::Key_1, Qt::ControlModifier);
+
+    EXPECT_TRUE(QTest::qWaitFor([&] { return delegate.gvWindow()->isVisible(); }, kStepWaitMs));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !menu->isVisible(); }, kStepWaitMs));
+}
+
+TEST(TrayMenuKeysTest, ctrlQWithMenuOpen_quitsDialwise)
+{
+    Services services;
+    AppDelegate delegate(services.manager, services.scheduler);
+    delegate.applicationDidFinishLaunching({});
+
+    // Quitting ends the application's event loop, so the key press is made from inside it.
+    bool pressed = false;
+    bool timedOut = false;
+    QTimer::singleShot(0, &delegate, [&] {
+        QMenu *menu = openTrayMenu(delegate);
+        if (!menu)
+            return;
+        pressed = true;
+        QTest::keyClick(menu, Qt::Key_Q, Qt::ControlModifier);
+    });
+    // Ends the loop if Ctrl+Q does not; a local timer, so it cannot outlive this test.
+    QTimer guard;
+    guard.setSingleShot(true);
+    QObject::connect(&guard, &QTimer::timeout, [&] {
+        timedOut = true;
+        QCoreApplication::exit(3);
+    });
+    guard.start(kStepWaitMs);
+    const int exitCode = QApplication::exec();
+    EXPECT_TRUE(pressed) << "the menu never opened";
+    EXPECT_FALSE(timedOut) << "Ctrl+Q did not quit";
+    EXPECT_EQ(exitCode, 0);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 using dialwise::InboundAction;
 using dialwise::InboundRequests;
+using dialwise::RequestFailure;
 
 namespace {
 
@@ -29,7 +30,9 @@ TEST_P(InboundUrlTest, forUrl_decidesWhatToCall)
     const UrlRow &row = GetParam();
     const InboundAction action = InboundRequests::forUrl(row.url);
     EXPECT_EQ(int(action.kind), int(row.expected.kind));
-    EXPECT_EQ(action.text, row.expected.text);
+    EXPECT_EQ(action.number, row.expected.number);
+    if (row.expected.kind == InboundAction::Kind::reject)
+        EXPECT_EQ(int(action.failure), int(row.expected.failure));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -91,35 +94,45 @@ TEST_P(InboundTextTest, forText_callsOrExplains)
     const TextRow &row = GetParam();
     const InboundAction action = InboundRequests::forText(row.text);
     EXPECT_EQ(int(action.kind), int(row.expected.kind));
-    EXPECT_EQ(action.text, row.expected.text);
+    EXPECT_EQ(action.number, row.expected.number);
+    if (row.expected.kind == InboundAction::Kind::reject)
+        EXPECT_EQ(int(action.failure), int(row.expected.failure));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Text, InboundTextTest,
     ::testing::Values(
         TextRow{"numberInSentence", QString("call 555 123 4567 now"), InboundAction::call("5551234567")},
-        TextRow{"noNumber", QString("hello"), InboundAction::reject("No valid phone number found")},
-        TextRow{"tooFewDigits", QString("call 123"), InboundAction::reject("No valid phone number found")},
-        TextRow{"empty", QString(""), InboundAction::reject("No text provided")},
-        TextRow{"absent", std::nullopt, InboundAction::reject("No text provided")},
+        TextRow{"noNumber", QString("hello"), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"tooFewDigits", QString("call 123"), InboundAction::reject(RequestFailure::noNumber)},
+        // Empty text is text: it arrived, and holds no number.
+        TextRow{"empty", QString(""), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"blank", QString(" \t "), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"absent", std::nullopt, InboundAction::reject(RequestFailure::noText)},
         TextRow{"telLinkAsText", QString("tel:+1-555-123-4567"), InboundAction::call("+15551234567")},
         TextRow{"atTheLengthLimit_isRead", "call 555 123 4567" + QString(64 * 1024 - 17, u'x'),
                 InboundAction::call("5551234567")},
         TextRow{"overTheLengthLimit_refusedUnread", "call 555 123 4567" + QString(64 * 1024 - 16, u'x'),
-                InboundAction::reject("Text too long (more than 64 KiB)")},
-        TextRow{"tenMegabytes_refusedUnread", QString(10 * 1024 * 1024, u'5'),
-                InboundAction::reject("Text too long (more than 64 KiB)")},
+                InboundAction::reject(RequestFailure::tooLarge)},
+        TextRow{"tenMegabytes_refusedUnread", QString(10 * 1024 * 1024, u'5'), InboundAction::reject(RequestFailure::tooLarge)},
         TextRow{"numberOf64Digits_isCalled", QString(64, u'7'), InboundAction::call(QString(64, u'7'))},
-        TextRow{"numberOf65Digits_isNoNumber", QString(65, u'7'), InboundAction::reject("No valid phone number found")},
-        TextRow{"digitsFillingTheLimit_isNoNumber", QString(64 * 1024, u'7'),
-                InboundAction::reject("No valid phone number found")}),
+        TextRow{"numberOf65Digits_isNoNumber", QString(65, u'7'), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"digitsFillingTheLimit_isNoNumber", QString(64 * 1024, u'7'), InboundAction::reject(RequestFailure::noNumber)}),
     [](const ::testing::TestParamInfo<TextRow> &info) { return std::string(info.param.name); });
+
+TEST(RequestFailureTest, messages_areTheSentencesUsersRead)
+{
+    EXPECT_EQ(failureMessage(RequestFailure::noText), QStringLiteral("No text provided"));
+    EXPECT_EQ(failureMessage(RequestFailure::noNumber), QStringLiteral("No valid phone number found"));
+    EXPECT_EQ(failureMessage(RequestFailure::tooLarge), QStringLiteral("Text too long (more than 64 KiB)"));
+    EXPECT_EQ(failureMessage(RequestFailure::tooManyLinks), QStringLiteral("Too many links in one request (more than 100)"));
+}
 
 struct OpenRow
 {
     const char *name;
     QStringList uris;
-    std::optional<QString> expected;
+    std::optional<RequestFailure> expected;
 };
 
 void PrintTo(const OpenRow &row, std::ostream *os)
@@ -150,11 +163,10 @@ INSTANTIATE_TEST_SUITE_P(
         OpenRow{"none", {}, std::nullopt},
         OpenRow{"one", links(1), std::nullopt},
         OpenRow{"hundred", links(100), std::nullopt},
-        OpenRow{"hundredAndOne", links(101), QString("Too many links in one request (more than 100)")},
-        OpenRow{"fiftyThousand", links(50000), QString("Too many links in one request (more than 100)")},
+        OpenRow{"hundredAndOne", links(101), RequestFailure::tooManyLinks},
+        OpenRow{"fiftyThousand", links(50000), RequestFailure::tooManyLinks},
         OpenRow{"linkAtTheLimit", {"tel:" + QString(64 * 1024 - 4, u'5')}, std::nullopt},
-        OpenRow{"linkOverTheLimit", {"tel:5551234567", "tel:" + QString(64 * 1024 - 3, u'5')},
-                QString("Text too long (more than 64 KiB)")}),
+        OpenRow{"linkOverTheLimit", {"tel:5551234567", "tel:" + QString(64 * 1024 - 3, u'5')}, RequestFailure::tooLarge}),
     [](const ::testing::TestParamInfo<OpenRow> &info) { return std::string(info.param.name); });
 
 } // namespace

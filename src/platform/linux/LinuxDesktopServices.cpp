@@ -1,8 +1,9 @@
 #include "LinuxDesktopServices.h"
 
-#include "DialDialog.h"
+#include "NotificationNames.h"
+#include "NotificationText.h"
 
-#include <QApplication>
+#include <QGuiApplication>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -15,42 +16,14 @@ Q_LOGGING_CATEGORY(lcDesktop, "dialwise.desktop")
 namespace dialwise {
 namespace {
 
-constexpr char kNotificationsService[] = "org.freedesktop.Notifications";
-constexpr char kNotificationsPath[] = "/org/freedesktop/Notifications";
-constexpr char kNotificationsInterface[] = "org.freedesktop.Notifications";
-// Let the server decide how long the notification stays, as the user configured it.
-constexpr int kServerDefaultTimeout = -1;
-
 QDBusMessage notificationsCall(const char *method)
 {
-    return QDBusMessage::createMethodCall(QString::fromLatin1(kNotificationsService),
-                                          QString::fromLatin1(kNotificationsPath),
-                                          QString::fromLatin1(kNotificationsInterface), QString::fromLatin1(method));
+    return QDBusMessage::createMethodCall(QString::fromLatin1(notifications::kService),
+                                          QString::fromLatin1(notifications::kPath),
+                                          QString::fromLatin1(notifications::kInterface), QString::fromLatin1(method));
 }
 
 } // namespace
-
-QString escapeNotificationMarkup(const QString &body)
-{
-    QString escaped;
-    escaped.reserve(body.size());
-    for (QChar c : body) {
-        switch (c.unicode()) {
-        case u'&':
-            escaped += QStringLiteral("&amp;");
-            break;
-        case u'<':
-            escaped += QStringLiteral("&lt;");
-            break;
-        case u'>':
-            escaped += QStringLiteral("&gt;");
-            break;
-        default:
-            escaped += c;
-        }
-    }
-    return escaped;
-}
 
 void postDesktopNotification(const QDBusConnection &bus, const QString &title, const QString &body)
 {
@@ -60,7 +33,7 @@ void postDesktopNotification(const QDBusConnection &bus, const QString &title, c
     }
     // Ask what the server renders first, without blocking: a body like "<555>" must reach the
     // user as typed, which needs escaping only where the server parses markup.
-    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(notificationsCall("GetCapabilities")));
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(notificationsCall(notifications::kGetCapabilitiesMethod)));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, [bus, title, body](QDBusPendingCallWatcher *call) {
         call->deleteLater();
         QDBusPendingReply<QStringList> capabilities = *call;
@@ -68,17 +41,17 @@ void postDesktopNotification(const QDBusConnection &bus, const QString &title, c
             qCDebug(lcDesktop) << "no notification server:" << capabilities.error().message();
             return;
         }
-        const bool markup = capabilities.value().contains(QStringLiteral("body-markup"));
-        QDBusMessage notify = notificationsCall("Notify");
-        notify << QStringLiteral("Dialwise") << 0u << QString() << title
-               << (markup ? escapeNotificationMarkup(body) : body) << QStringList() << QVariantMap()
-               << kServerDefaultTimeout;
+        QDBusMessage notify = notificationsCall(notifications::kNotifyMethod);
+        notify << QString::fromLatin1(notifications::kAppName) << 0u << QString() << title
+               << notificationBody(body, capabilities.value()) << QStringList() << QVariantMap()
+               << notifications::kServerDefaultTimeout;
         QDBusConnection(bus).call(notify, QDBus::NoBlock);
     });
 }
 
-LinuxDesktopServices::LinuxDesktopServices(QDBusConnection bus)
-    : m_bus(std::move(bus))
+LinuxDesktopServices::LinuxDesktopServices(DialDialogRunner dialDialog, QDBusConnection bus)
+    : m_dialDialog(std::move(dialDialog))
+    , m_bus(std::move(bus))
 {
 }
 
@@ -95,8 +68,9 @@ void LinuxDesktopServices::showNotification(const QString &title, const QString 
 
 std::optional<QString> LinuxDesktopServices::runDialDialog()
 {
-    DialDialog dialog;
-    return dialog.ask();
+    if (!m_dialDialog)
+        return std::nullopt;
+    return m_dialDialog();
 }
 
 } // namespace dialwise

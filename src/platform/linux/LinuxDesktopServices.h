@@ -2,26 +2,34 @@
 
 #include "DesktopServices.h"
 
+#include "NotificationText.h"
+
 #include <QDBusConnection>
+
+#include <functional>
 
 namespace dialwise {
 
 // The calling core's view of the Linux desktop:
 //  - URLs go to the user's default handler through QDesktopServices (xdg-open in the end),
 //  - notifications go to org.freedesktop.Notifications on the session bus,
-//  - the dial dialog is a small modal Qt dialog.
+//  - the dial dialog is whatever the widget layer hands in (it is a widget, so it lives there).
 // Needs a QApplication. Nothing here reports failure: a desktop without a notification server
 // simply shows nothing.
 class LinuxDesktopServices final : public DesktopServices
 {
 public:
-    explicit LinuxDesktopServices(QDBusConnection bus = QDBusConnection::sessionBus());
+    // Asks for a number: the text as typed on "Call", no value on "Cancel".
+    using DialDialogRunner = std::function<std::optional<QString>()>;
+
+    explicit LinuxDesktopServices(DialDialogRunner dialDialog, QDBusConnection bus = QDBusConnection::sessionBus());
 
     void openUrl(const QUrl &url) override;
     void showNotification(const QString &title, const QString &body) override;
     std::optional<QString> runDialDialog() override;
 
 private:
+    DialDialogRunner m_dialDialog;
     QDBusConnection m_bus;
 };
 
@@ -29,8 +37,5 @@ private:
 // interprets markup in bodies, markup characters are escaped first. Returns at once; no server
 // on the bus means no notification and no message.
 void postDesktopNotification(const QDBusConnection &bus, const QString &title, const QString &body);
-
-// Escapes what a notification server that renders body markup would otherwise interpret.
-QString escapeNotificationMarkup(const QString &body);
 
 } // namespace dialwise

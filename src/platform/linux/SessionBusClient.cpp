@@ -1,5 +1,8 @@
 #include "SessionBusClient.h"
 
+#include "NotificationNames.h"
+#include "NotificationText.h"
+
 #include <dbus/dbus.h>
 
 namespace dialwise {
@@ -50,6 +53,10 @@ bool appendArgument(DBusMessageIter *iter, const SessionBusClient::Argument &arg
     }
     return dbus_message_iter_close_container(iter, &array) && ok;
 }
+
+// How long a failing launcher waits for the notification server to say whether it renders
+// markup: a healthy server answers in a millisecond; a hung one must not hold up the exit.
+constexpr int kCapabilitiesTimeoutMs = 500;
 
 } // namespace
 
@@ -112,23 +119,48 @@ SessionBusClient::Reply SessionBusClient::call(const QString &service, const QSt
     return result;
 }
 
-void SessionBusClient::notify(const QString &appName, const QString &summary, const QString &body)
+void SessionBusClient::notify(const QString &summary, const QString &body)
 {
-    MessageRef message{dbus_message_new_method_call("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
-                                                    "org.freedesktop.Notifications", "Notify")};
+    using namespace notifications;
+    QStringList capabilities;
+    {
+        MessageRef ask{dbus_message_new_method_call(kService, kPath, kInterface, kGetCapabilitiesMethod)};
+        if (!ask.message)
+            return;
+        dbus_message_set_auto_start(ask.message, false);
+        ErrorRef failure;
+        MessageRef reply{dbus_connection_send_with_reply_and_block(m_connection, ask.message, kCapabilitiesTimeoutMs,
+                                                                   &failure.error)};
+        // No server, or none that answers: nobody would show the notification.
+        if (!reply.message)
+            return;
+        DBusMessageIter iter;
+        DBusMessageIter array;
+        if (dbus_message_iter_init(reply.message, &iter) && dbus_message_iter_get_arg_type(&iter) == DBUS_TYPE_ARRAY) {
+            dbus_message_iter_recurse(&iter, &array);
+            while (dbus_message_iter_get_arg_type(&array) == DBUS_TYPE_STRING) {
+                const char *capability = nullptr;
+                dbus_message_iter_get_basic(&array, &capability);
+                capabilities.append(QString::fromUtf8(capability));
+                dbus_message_iter_next(&array);
+            }
+        }
+    }
+
+    MessageRef message{dbus_message_new_method_call(kService, kPath, kInterface, kNotifyMethod)};
     if (!message.message)
         return;
     dbus_message_set_no_reply(message.message, true);
     DBusMessageIter iter;
     dbus_message_iter_init_append(message.message, &iter);
     const dbus_uint32_t replacesId = 0;
-    const dbus_int32_t expireTimeout = -1; // the server's default
+    const dbus_int32_t expireTimeout = kServerDefaultTimeout;
     DBusMessageIter actions;
     DBusMessageIter hints;
-    const bool built = appendString(&iter, appName)
+    const bool built = appendString(&iter, QString::fromLatin1(kAppName))
         && dbus_message_iter_append_basic(&iter, DBUS_TYPE_UINT32, &replacesId)
         && appendString(&iter, QString()) // icon
-        && appendString(&iter, summary) && appendString(&iter, body)
+        && appendString(&iter, summary) && appendString(&iter, notificationBody(body, capabilities))
         && dbus_message_iter_open_container(&iter, DBUS_TYPE_ARRAY, "s", &actions)
         && dbus_message_iter_close_container(&iter, &actions)
         && dbus_message_iter_open_container(&iter, DBUS_TYPE_ARRAY, "{sv}", &hints)

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "BusMethodCaller.h"
+
 #include <QString>
 #include <QStringList>
 
 #include <memory>
-#include <variant>
 #include <vector>
 
 struct DBusConnection;
@@ -15,35 +16,23 @@ namespace dialwise {
 // and an event loop just to send one message, and libdbus is already in every desktop process.
 // Calls block with a time-out; nothing is auto-started, so a missing Dialwise is reported as
 // such instead of being launched by the bus.
-class SessionBusClient final
+class SessionBusClient final : public BusMethodCaller
 {
 public:
-    // D-Bus argument values the launcher needs: s, as, and the empty a{sv} / av that
-    // org.freedesktop.Application takes for platform data and action parameters.
-    struct EmptyDictionary {};
-    struct EmptyVariantArray {};
-    using Argument = std::variant<QString, QStringList, EmptyDictionary, EmptyVariantArray>;
-
-    struct Reply
-    {
-        bool ok = false;
-        QString errorName;    // a D-Bus error name such as org.freedesktop.DBus.Error.ServiceUnknown
-        QString errorMessage;
-    };
-
     // No value (and *error set) when there is no session bus to talk to.
     static std::unique_ptr<SessionBusClient> connect(QString *error);
-    ~SessionBusClient();
+    ~SessionBusClient() override;
 
     SessionBusClient(const SessionBusClient &) = delete;
     SessionBusClient &operator=(const SessionBusClient &) = delete;
 
     Reply call(const QString &service, const QString &path, const QString &interface, const QString &method,
-               const std::vector<Argument> &arguments, int timeoutMs);
+               const std::vector<Argument> &arguments, int timeoutMs) override;
 
-    // Posts a desktop notification (org.freedesktop.Notifications.Notify) without waiting for
-    // an answer: a desktop without a notification server shows nothing and says nothing.
-    void notify(const QString &appName, const QString &summary, const QString &body);
+    // Posts a desktop notification with app name "Dialwise", its body shown as given (escaped
+    // where the server renders markup). Waits only for the server's capabilities, briefly; a
+    // desktop without a notification server shows nothing and says nothing.
+    void notify(const QString &summary, const QString &body);
 
 private:
     explicit SessionBusClient(DBusConnection *connection);

@@ -1,0 +1,195 @@
+// Handing a request to the running Dialwise: which method each request becomes, and what each
+// answer of the bus means (taken, nobody there, still starting, refused for a reason, no reply).
+#include "FakeBusMethodCaller.h"
+#include "QtPrinting.h"
+#include "RequestForwarder.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace std::chrono_literals;
+using dialwise::LaunchRequest;
+using dialwise::RequestFailure;
+using dialwise::RequestForwarder;
+using dialwise::testing::FakeBusMethodCaller;
+using Status = dialwise::RequestForwarder::Result::Status;
+using Argument = dialwise::BusMethodCaller::Argument;
+
+namespace {
+
+LaunchRequest callText(const QString &text)
+{
+    LaunchRequest request;
+    request.kind = LaunchRequest::Kind::callText;
+    request.text = text;
+    return request;
+}
+
+struct MethodRow
+{
+    const char *name;
+    LaunchRequest request;
+    const char *interface;
+    const char *method;
+    std::vector<Argument> arguments;
+};
+
+void PrintTo(const MethodRow &row, std::ostream *os) { *os << row.name; }
+
+bool sameArguments(const std::vector<Argument> &a, const std::vector<Argument> &b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (a[i].index() != b[i].index())
+            return false;
+        if (const auto *text = std::get_if<QString>(&a[i]); text && *text != std::get<QString>(b[i]))
+            return false;
+        if (const auto *list = std::get_if<QStringList>(&a[i]); list && *list != std::get<QStringList>(b[i]))
+            return false;
+    }
+    return true;
+}
+
+const MethodRow kMethodRows[] = {
+    {"activate", LaunchRequest{}, "org.freedesktop.Application", "Activate",
+     {dialwise::BusMethodCaller::EmptyDictionary{}}},
+    {"openUris", LaunchRequest{LaunchRequest::Kind::openUris, {"tel:5551234567", "callto:1"}, {}},
+     "org.freedesktop.Application", "Open",
+     {QStringList{"tel:5551234567", "callto:1"}, dialwise::BusMethodCaller::EmptyDictionary{}}},
+    {"callText", callText("call 555 123 4567"), "app.dialwise.Dialwise.Calls", "HandlePhoneCall",
+     {QString("call 555 123 4567")}},
+    {"callText_empty", callText(""), "app.dialwise.Dialwise.Calls", "HandlePhoneCall", {QString("")}},
+    {"callSelection", LaunchRequest{LaunchRequest::Kind::callSelection, {}, {}}, "app.dialwise.Dialwise.Calls",
+     "CallSelection", {}},
+};
+
+class RequestForwarderMethod : public ::testing::TestWithParam<MethodRow>
+{
+};
+
+TEST_P(RequestForwarderMethod, forward_callsTheMethodOfTheRequest)
+{
+    FakeBusMethodCaller bus;
+    bus.queue(FakeBusMethodCaller::ok());
+    const RequestForwarder::Result result = RequestForwarder(bus).forward(GetParam().request);
+
+    EXPECT_EQ(result.status, Status::delivered);
+    ASSERT_EQ(bus.calls.size(), 1u);
+    EXPECT_EQ(bus.calls[0].service, QStringLiteral("app.dialwise.Dialwise"));
+    EXPECT_EQ(bus.calls[0].path, QStringLiteral("/app/dialwise/Dialwise"));
+    EXPECT_EQ(bus.calls[0].interface, QString::fromLatin1(GetParam().interface));
+    EXPECT_EQ(bus.calls[0].method, QString::fromLatin1(GetParam().method));
+    EXPECT_TRUE(sameArguments(bus.calls[0].arguments, GetParam().arguments));
+    EXPECT_GT(bus.calls[0].timeoutMs, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, RequestForwarderMethod, ::testing::ValuesIn(kMethodRows),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+struct ErrorRow
+{
+    const char *name;
+    const char *errorName;
+    const char *errorMessage;
+    Status status;
+    std::optional<RequestFailure> failure;
+    const char *error;
+};
+
+void PrintTo(const ErrorRow &row, std::ostream *os) { *os << row.name; }
+
+const ErrorRow kErrorRows[] = {
+    {"serviceUnknown_noInstance", "org.freedesktop.DBus.Error.ServiceUnknown", "", Status::noInstance, std::nullopt, ""},
+    {"nameHasNoOwner_noInstance", "org.freedesktop.DBus.Error.NameHasNoOwner", "", Status::noInstance, std::nullopt, ""},
+    // Dialwise's own reasons are told in its own words, whatever text the bus carried.
+    {"noText", "app.dialwise.Dialwise.Error.NoText", "something else", Status::failed, RequestFailure::noText,
+     "No text provided"},
+    {"noNumber", "app.dialwise.Dialwise.Error.NoNumber", "", Status::failed, RequestFailure::noNumber,
+     "No valid phone number found"},
+    {"noReply", "org.freedesktop.DBus.Error.NoReply", "Did not receive a reply", Status::failed, std::nullopt,
+     "the running Dialwise did not take the request (Did not receive a reply)"},
+    {"otherError_withoutMessage_namesIt", "org.example.Error.Odd", "", Status::failed, std::nullopt,
+     "the running Dialwise did not take the request (org.example.Error.Odd)"},
+};
+
+class RequestForwarderAnswer : public ::testing::TestWithParam<ErrorRow>
+{
+};
+
+TEST_P(RequestForwarderAnswer, forward_reportsWhatTheAnswerMeans)
+{
+    FakeBusMethodCaller bus;
+    bus.queue(FakeBusMethodCaller::error(GetParam().errorName, GetParam().errorMessage));
+    const RequestForwarder::Result result = RequestForwarder(bus).forward(callText("hello"));
+
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.failure, GetParam().failure);
+    EXPECT_EQ(result.error, QString::fromLatin1(GetParam().error));
+    // None of these is worth asking again.
+    EXPECT_EQ(bus.calls.size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, RequestForwarderAnswer, ::testing::ValuesIn(kErrorRows),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+struct StartingRow
+{
+    const char *name;
+    const char *errorName;
+};
+
+void PrintTo(const StartingRow &row, std::ostream *os) { *os << row.name; }
+
+const StartingRow kStartingRows[] = {
+    {"unknownObject", "org.freedesktop.DBus.Error.UnknownObject"},
+    {"unknownInterface", "org.freedesktop.DBus.Error.UnknownInterface"},
+    {"unknownMethod", "org.freedesktop.DBus.Error.UnknownMethod"},
+};
+
+class RequestForwarderStartup : public ::testing::TestWithParam<StartingRow>
+{
+};
+
+TEST_P(RequestForwarderStartup, startingInstance_retriedUntilItAnswers)
+{
+    FakeBusMethodCaller bus;
+    for (int i = 0; i < 3; ++i)
+        bus.queue(FakeBusMethodCaller::error(GetParam().errorName));
+    bus.queue(FakeBusMethodCaller::ok());
+
+    const RequestForwarder::Result result = RequestForwarder(bus).forward(callText("5551234567"));
+    EXPECT_EQ(result.status, Status::delivered);
+    EXPECT_EQ(bus.calls.size(), 4u);
+}
+
+TEST_P(RequestForwarderStartup, startingInstance_afterGrace_isAFailure)
+{
+    FakeBusMethodCaller bus;
+    bus.queue(FakeBusMethodCaller::error(GetParam().errorName, "not there yet"));
+
+    // No grace at all: the first "not ready" answer is final.
+    const RequestForwarder::Result result = RequestForwarder(bus, 0ms).forward(callText("5551234567"));
+    EXPECT_EQ(result.status, Status::failed);
+    EXPECT_EQ(result.failure, std::nullopt);
+    EXPECT_EQ(result.error, QStringLiteral("the running Dialwise did not take the request (not there yet)"));
+    EXPECT_EQ(bus.calls.size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Starting, RequestForwarderStartup, ::testing::ValuesIn(kStartingRows),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST(RequestForwarderGrace, shortGrace_keepsTryingUntilItRunsOut)
+{
+    FakeBusMethodCaller bus;
+    bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownObject"));
+
+    const RequestForwarder::Result result = RequestForwarder(bus, 200ms).forward(callText("5551234567"));
+    EXPECT_EQ(result.status, Status::failed);
+    // Tried more than once within the grace, and not without end.
+    EXPECT_GT(bus.calls.size(), 1u);
+    EXPECT_LT(bus.calls.size(), 200u);
+}
+
+} // namespace
