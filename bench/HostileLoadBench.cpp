@@ -3,9 +3,12 @@
 // stand-in, first on a quiet desktop, then while each load runs without pause:
 //   70 MB texts      hostile-bus-client text 73400320, one after another
 //   50,000-link Open hostile-bus-client open 50000, one after another
+//   silent selection a program owns the X11 primary selection and never answers, while
+//                    `dialwise --call-selection` is started again and again
 //   hostile frame    the web app's page holds a foreign frame calling window.open() with data:,
 //                    javascript: and foreign addresses every 10 ms
-// Run inside tests/run-in-desktop with DIALWISE_E2E_PROGRAM and DIALWISE_E2E_HOSTILE_CLIENT set:
+// Run inside tests/run-in-desktop with DIALWISE_E2E_PROGRAM, DIALWISE_E2E_HOSTILE_CLIENT and
+// DIALWISE_E2E_SILENT_OWNER set (bench/HostileLoad.sh does):
 //   HostileLoadBench [runs]
 #include "HandoverColdStartTiming.h"
 #include "ShellRig.h"
@@ -100,6 +103,18 @@ int main(int argc, char **argv)
     const Figures open = measure(rig, arrivals, runs, 3);
     stopLoad(load);
     open.print("50,000-link Opens, back to back");
+
+    const pid_t owner = rig.startProcess({qgetenv("DIALWISE_E2E_SILENT_OWNER")});
+    // The owner prints once it owns the selection; a moment for that is not timed.
+    ShellRig::pump(500);
+    load = rig.startProcess({"/bin/sh", "-c",
+                             "trap 'kill $child 2>/dev/null; exit 0' TERM; while :; do \"" + ShellRig::program().toLocal8Bit()
+                                 + "\" --call-selection >/dev/null 2>&1 & child=$!; wait $child; done"});
+    const Figures selection = measure(rig, arrivals, runs, 5);
+    stopLoad(load);
+    ::kill(owner, SIGKILL);
+    ShellRig::waitProcess(owner, kTimeoutMs);
+    selection.print("silent selection owner");
 
     // The calling page itself now holds the hostile frame; the window is started again on it.
     rig.stopPrimary();
