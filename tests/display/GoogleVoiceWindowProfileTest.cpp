@@ -5,6 +5,7 @@
 #include "VoiceProfile.h"
 
 #include <QDir>
+#include <QFile>
 #include <QTest>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
@@ -75,16 +76,25 @@ TEST_F(GoogleVoiceWindowProfile, givenProfile_getsUserAgentAndIsUsed)
 
 TEST_F(GoogleVoiceWindowProfile, sessionCookie_survivesRestart)
 {
+    QString cookieStore;
     {
         GoogleVoiceWindow first(callManager, scheduler);
+        cookieStore = first.webView()->page()->profile()->persistentStoragePath() + QStringLiteral("/Cookies");
         ASSERT_TRUE(waitForCallsPage(first));
         first.webView()->load(QUrl(standIn.baseUrl().toString() + QStringLiteral("/cookie")));
         ASSERT_TRUE(QTest::qWaitFor(
             [&] { return evaluate(first.webView()->page(), QStringLiteral("document.cookie")).toString() == u"standin=1"; },
             kLoadTimeoutMs));
     }
-    // Give the cookie store a moment to reach the disk after its profile went away.
-    QTest::qWait(500);
+    // The profile writes its cookies to disk after it went away, on a thread of its own; the
+    // second window must not start before the cookie is there.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            QFile store(cookieStore);
+            return store.open(QIODevice::ReadOnly) && store.readAll().contains("standin");
+        },
+        kLoadTimeoutMs))
+        << "the cookie never reached " << cookieStore.toStdString();
 
     GoogleVoiceWindow second(callManager, scheduler);
     ASSERT_TRUE(waitForCallsPage(second));
