@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QScopeGuard>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -40,6 +41,8 @@ TEST(HostileStartE2ETest, settingsFileIsFifo_startsWithDefaultsAndOneWarning)
     ASSERT_TRUE(QDir().mkpath(config + QStringLiteral("/dialwise")));
     const QString fifo = config + QStringLiteral("/dialwise/dialwise.conf");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    // Gone however this test ends, so that the next start in this desktop is not its victim.
+    const auto removeFifo = qScopeGuard([&fifo] { QFile::remove(fifo); });
 
     ShellRig rig;
     ASSERT_TRUE(rig.startStandIn());
@@ -47,7 +50,6 @@ TEST(HostileStartE2ETest, settingsFileIsFifo_startsWithDefaultsAndOneWarning)
     EXPECT_EQ(rig.primaryErrors().count("is not a regular file"), 1) << rig.primaryErrors().toStdString();
     expectHandOverDialsWithinASecond(rig);
     rig.stopPrimary();
-    QFile::remove(fifo);
 }
 
 TEST(HostileStartE2ETest, displayThatDoesNotAnswer_saysSoAndExits1)
