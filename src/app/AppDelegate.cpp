@@ -5,8 +5,10 @@
 #include "DBusServices.h"
 #include "GoogleVoiceWindow.h"
 #include "InboundRequests.h"
+#include "IntakeLimits.h"
 #include "SchemeRegistration.h"
 #include "TrayMenuModel.h"
+#include "X11SelectionReader.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -64,14 +66,20 @@ std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const L
     case LaunchRequest::Kind::activate:
         break;
     case LaunchRequest::Kind::openUris:
-        for (const QString &uri : startRequest.uris)
-            handleURLEvent(uri);
+        error = InboundRequests::checkOpen(startRequest.uris);
+        if (!error) {
+            for (const QString &uri : startRequest.uris)
+                handleURLEvent(uri);
+        }
         break;
     case LaunchRequest::Kind::callText:
         error = handlePhoneCall(startRequest.text);
         break;
     case LaunchRequest::Kind::callSelection:
-        error = callSelection();
+        callSelection([this](const std::optional<RequestFailure> &failure) {
+            if (failure)
+                Q_EMIT startRequestFailed(*failure);
+        });
         break;
     }
 
@@ -103,14 +111,27 @@ std::optional<RequestFailure> AppDelegate::handlePhoneCall(const std::optional<Q
     return action.failure;
 }
 
-std::optional<RequestFailure> AppDelegate::callSelection()
+void AppDelegate::callSelection(std::function<void(const std::optional<RequestFailure> &)> done)
 {
+    if (X11SelectionReader::available()) {
+        // One character over the limit is enough for the request to be refused as too large.
+        QPointer<AppDelegate> self(this);
+        X11SelectionReader::read(intake::kMaxTextLength, [self, done = std::move(done)](std::optional<QString> text) {
+            if (self)
+                done(self->handlePhoneCall(text));
+        });
+        return;
+    }
+    // Elsewhere (Wayland, no display) the clipboard is Qt's own business, with no X selection
+    // owner to wait for.
     QClipboard *clipboard = QGuiApplication::clipboard();
-    if (!clipboard || !clipboard->supportsSelection())
-        return handlePhoneCall(std::nullopt);
+    if (!clipboard || !clipboard->supportsSelection()) {
+        done(handlePhoneCall(std::nullopt));
+        return;
+    }
     // Nothing selected is no text at all, not empty text.
     const QString text = clipboard->text(QClipboard::Selection);
-    return handlePhoneCall(text.isEmpty() ? std::nullopt : std::optional<QString>(text));
+    done(handlePhoneCall(text.isEmpty() ? std::nullopt : std::optional<QString>(text)));
 }
 
 void AppDelegate::showWindow()

@@ -39,7 +39,7 @@ public:
     void applicationShouldHandleReopen() override;
     void handleURLEvent(const QString &url) override;
     std::optional<RequestFailure> handlePhoneCall(const std::optional<QString> &text) override;
-    std::optional<RequestFailure> callSelection() override;
+    void callSelection(std::function<void(const std::optional<RequestFailure> &)> done) override;
     void quit() override;
 
     void showWindow();
@@ -47,6 +47,11 @@ public:
     // The tray icon and the window, for the shell's own tests.
     QSystemTrayIcon *statusItem() const { return m_statusItem; }
     GoogleVoiceWindow *gvWindow() const { return m_gvWindow; }
+
+Q_SIGNALS:
+    // The request this start carried failed after applicationDidFinishLaunching() had returned:
+    // the selection is read without waiting for it.
+    void startRequestFailed(dialwise::RequestFailure failure);
 
 private:
     bool eventFilter(QObject *watched, QEvent *event) override;

@@ -17,11 +17,24 @@ inline constexpr char kApplicationInterface[] = "org.freedesktop.Application";
 inline constexpr char kCallsInterface[] = "app.dialwise.Dialwise.Calls";
 inline constexpr char kNoTextErrorName[] = "app.dialwise.Dialwise.Error.NoText";
 inline constexpr char kNoNumberErrorName[] = "app.dialwise.Dialwise.Error.NoNumber";
+// Requests over the limits of IntakeLimits.h, refused unread.
+inline constexpr char kTooLargeErrorName[] = "app.dialwise.Dialwise.Error.TooLarge";
+inline constexpr char kTooManyLinksErrorName[] = "app.dialwise.Dialwise.Error.TooManyLinks";
 
 // The D-Bus error name each failure travels under, and back.
 inline QString errorName(RequestFailure failure)
 {
-    return QString::fromLatin1(failure == RequestFailure::noText ? kNoTextErrorName : kNoNumberErrorName);
+    switch (failure) {
+    case RequestFailure::noText:
+        return QString::fromLatin1(kNoTextErrorName);
+    case RequestFailure::tooLarge:
+        return QString::fromLatin1(kTooLargeErrorName);
+    case RequestFailure::tooManyLinks:
+        return QString::fromLatin1(kTooManyLinksErrorName);
+    case RequestFailure::noNumber:
+        break;
+    }
+    return QString::fromLatin1(kNoNumberErrorName);
 }
 inline std::optional<RequestFailure> failureFromErrorName(const QString &name)
 {
@@ -29,6 +42,10 @@ inline std::optional<RequestFailure> failureFromErrorName(const QString &name)
         return RequestFailure::noText;
     if (name == QLatin1String(kNoNumberErrorName))
         return RequestFailure::noNumber;
+    if (name == QLatin1String(kTooLargeErrorName))
+        return RequestFailure::tooLarge;
+    if (name == QLatin1String(kTooManyLinksErrorName))
+        return RequestFailure::tooManyLinks;
     return std::nullopt;
 }
 

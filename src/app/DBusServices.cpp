@@ -1,12 +1,23 @@
 #include "DBusServices.h"
 
 #include "BusNames.h"
+#include "InboundRequests.h"
+#include "IntakeLimits.h"
 #include "LinuxDesktopServices.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 
 namespace dialwise {
+namespace {
+
+void replyFailure(const QDBusMessage &message, RequestFailure failure)
+{
+    message.setDelayedReply(true);
+    QDBusConnection::sessionBus().send(message.createErrorReply(bus::errorName(failure), failureMessage(failure)));
+}
+
+} // namespace
 
 ApplicationAdaptor::ApplicationAdaptor(QObject *exported, InboundHandler &handler)
     : QDBusAbstractAdaptor(exported)
@@ -19,14 +30,23 @@ void ApplicationAdaptor::Activate(const QVariantMap &)
     m_handler.applicationShouldHandleReopen();
 }
 
-void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &)
+void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &, const QDBusMessage &message)
 {
+    if (const std::optional<RequestFailure> failure = InboundRequests::checkOpen(uris)) {
+        replyFailure(message, *failure);
+        return;
+    }
     for (const QString &uri : uris)
         m_handler.handleURLEvent(uri);
 }
 
-void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &)
+void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &,
+                                        const QDBusMessage &message)
 {
+    if (actionName.size() > intake::kMaxTextLength) {
+        replyFailure(message, RequestFailure::tooLarge);
+        return;
+    }
     // "quit", and the desktop entry's action "call-selection" (desktops start the actions of a
     // D-Bus-activatable entry through this method, not through its Exec line). Unknown actions
     // are ignored as the desktop's launchers expect.
@@ -34,8 +54,11 @@ void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVarian
         m_handler.quit();
     } else if (actionName == u"call-selection") {
         // Nobody waits for an answer here, so a failure is shown the way the launcher shows it.
-        if (const std::optional<RequestFailure> failure = m_handler.callSelection())
-            postDesktopNotification(QDBusConnection::sessionBus(), QStringLiteral("Dialwise"), failureMessage(*failure));
+        m_handler.callSelection([](const std::optional<RequestFailure> &failure) {
+            if (failure)
+                postDesktopNotification(QDBusConnection::sessionBus(), QStringLiteral("Dialwise"),
+                                        failureMessage(*failure));
+        });
     }
 }
 
@@ -52,16 +75,22 @@ void CallsAdaptor::HandlePhoneCall(const QString &text, const QDBusMessage &mess
 
 void CallsAdaptor::CallSelection(const QDBusMessage &message)
 {
-    answer(message, m_handler.callSelection());
+    // Answered when the selection has been read, which may be a second later; the bus stays
+    // free for other requests meanwhile.
+    message.setDelayedReply(true);
+    m_handler.callSelection([message](const std::optional<RequestFailure> &failure) {
+        if (failure)
+            replyFailure(message, *failure);
+        else
+            QDBusConnection::sessionBus().send(message.createReply());
+    });
 }
 
 void CallsAdaptor::answer(const QDBusMessage &message, const std::optional<RequestFailure> &failure)
 {
     if (!failure)
         return; // QtDBus sends the empty success reply itself
-    message.setDelayedReply(true);
-    QDBusConnection::sessionBus().send(
-        message.createErrorReply(bus::errorName(*failure), failureMessage(*failure)));
+    replyFailure(message, *failure);
 }
 
 } // namespace dialwise

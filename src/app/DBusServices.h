@@ -23,8 +23,10 @@ public:
 
 public Q_SLOTS:
     void Activate(const QVariantMap &platformData);
-    void Open(const QStringList &uris, const QVariantMap &platformData);
-    void ActivateAction(const QString &actionName, const QVariantList &parameter, const QVariantMap &platformData);
+    // More than 100 links, or one over 64 KiB, is answered with an error before any is read.
+    void Open(const QStringList &uris, const QVariantMap &platformData, const QDBusMessage &message);
+    void ActivateAction(const QString &actionName, const QVariantList &parameter, const QVariantMap &platformData,
+                        const QDBusMessage &message);
 
 private:
     InboundHandler &m_handler;

@@ -1,6 +1,7 @@
 // The running Dialwise: the launcher loads this module only when no Dialwise answers on the
 // session bus, so widgets and the web engine are paid for once, by the process that needs them.
 #include "AppDelegate.h"
+#include "BusConnectionGuard.h"
 #include "BusNames.h"
 #include "CallManager.h"
 #include "DialDialog.h"
@@ -76,6 +77,12 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     dialwise::QtScheduler scheduler;
 
     QDBusConnection bus = QDBusConnection::sessionBus();
+    // Set up before the name is taken, so that no request meets the connection unprepared.
+    std::unique_ptr<dialwise::BusConnectionGuard> busGuard;
+    if (bus.isConnected())
+        busGuard = std::make_unique<dialwise::BusConnectionGuard>(bus, [](const QString &message) {
+            dialwise::printFailure(message);
+        });
     if (!bus.isConnected()) {
         dialwise::printFailure(QStringLiteral("no D-Bus session bus; running alone, so links and other programs cannot reach "
                                   "this Dialwise"));
@@ -84,10 +91,13 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     }
 
     dialwise::AppDelegate delegate(callManager, scheduler);
-    if (const std::optional<dialwise::RequestFailure> failure = delegate.applicationDidFinishLaunching(*request)) {
-        const QString error = dialwise::failureMessage(*failure);
+    auto reportStartFailure = [&bus](dialwise::RequestFailure failure) {
+        const QString error = dialwise::failureMessage(failure);
         if (dialwise::printFailure(error) && bus.isConnected())
             dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), error);
-    }
+    };
+    QObject::connect(&delegate, &dialwise::AppDelegate::startRequestFailed, &delegate, reportStartFailure);
+    if (const std::optional<dialwise::RequestFailure> failure = delegate.applicationDidFinishLaunching(*request))
+        reportStartFailure(*failure);
     return QApplication::exec();
 }

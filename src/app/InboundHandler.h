@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace dialwise {
@@ -20,8 +21,10 @@ public:
     virtual void handleURLEvent(const QString &url) = 0;
     // Text to search for a number; why nothing was called, or no value when the call was placed.
     virtual std::optional<RequestFailure> handlePhoneCall(const std::optional<QString> &text) = 0;
-    // The X11 primary selection, treated as handlePhoneCall() text.
-    virtual std::optional<RequestFailure> callSelection() = 0;
+    // The X11 primary selection, treated as handlePhoneCall() text. Its owner is another program,
+    // so nothing waits for it: `done` is called later, from the event loop, with why nothing was
+    // called, or no value when the call was placed.
+    virtual void callSelection(std::function<void(const std::optional<RequestFailure> &)> done) = 0;
     // Ends Dialwise.
     virtual void quit() = 0;
 };

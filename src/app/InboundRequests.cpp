@@ -1,18 +1,46 @@
 #include "InboundRequests.h"
 
+#include "IntakeLimits.h"
 #include "PhoneNumbers.h"
 
 #include <QUrl>
 
 namespace dialwise {
 
+namespace {
+
+// A number nobody can dial is refused as if there were none, so that it never reaches the
+// window or the history.
+std::optional<QString> dialable(std::optional<QString> number)
+{
+    if (number && number->size() > intake::kMaxNumberLength)
+        return std::nullopt;
+    return number;
+}
+
+} // namespace
+
+std::optional<RequestFailure> InboundRequests::checkOpen(const QStringList &uris)
+{
+    // Counted and measured before any link is read, so an oversized request costs nothing.
+    if (uris.size() > intake::kMaxUrisPerOpen)
+        return RequestFailure::tooManyLinks;
+    for (const QString &uri : uris) {
+        if (uri.size() > intake::kMaxTextLength)
+            return RequestFailure::tooLarge;
+    }
+    return std::nullopt;
+}
+
 InboundAction InboundRequests::forUrl(QStringView url)
 {
+    if (url.size() > intake::kMaxTextLength)
+        return InboundAction::ignore();
     if (url.toString().toLower().startsWith(u"dialwise://")) {
         if (std::optional<QString> number = numberItem(url))
-            return InboundAction::call(*number);
+            return number->size() > intake::kMaxNumberLength ? InboundAction::ignore() : InboundAction::call(*number);
     }
-    if (std::optional<QString> normalized = phone::normalize(url))
+    if (std::optional<QString> normalized = dialable(phone::normalize(url)))
         return InboundAction::call(*normalized);
     return InboundAction::ignore();
 }
@@ -21,7 +49,9 @@ InboundAction InboundRequests::forText(const std::optional<QString> &text)
 {
     if (!text)
         return InboundAction::reject(RequestFailure::noText);
-    if (std::optional<QString> normalized = phone::normalize(*text))
+    if (text->size() > intake::kMaxTextLength)
+        return InboundAction::reject(RequestFailure::tooLarge);
+    if (std::optional<QString> normalized = dialable(phone::normalize(*text)))
         return InboundAction::call(*normalized);
     return InboundAction::reject(RequestFailure::noNumber);
 }

@@ -3,6 +3,7 @@
 #include "RequestFailure.h"
 
 #include <QString>
+#include <QStringList>
 #include <QStringView>
 
 #include <optional>
@@ -34,6 +35,7 @@ class InboundRequests final
 {
 public:
     // A link opened with Dialwise (tel:, callto:, dialwise:, or anything else handed to it).
+    // Links over 64 Ki characters, and numbers no one can dial (over 64 characters), are dropped.
     // "dialwise://...?number=V" calls V exactly as written once percent-decoded, unchecked: the
     // program that built the link has already decided what to dial. Everything else, and
     // dialwise links without a usable "number" item, is normalised as a whole.
@@ -42,7 +44,12 @@ public:
     // Text handed over to be searched for a number (--call-text, the primary selection).
     // No text at all is a failure of its own, so the user learns that nothing arrived; empty
     // text did arrive, it just holds no number.
+    // Text over 64 Ki characters is refused as tooLarge, unread.
     static InboundAction forText(const std::optional<QString> &text);
+
+    // Why an Open is too large to look at (more than 100 links, or one link over 64 Ki
+    // characters), or no value when its links may be handled one by one.
+    static std::optional<RequestFailure> checkOpen(const QStringList &uris);
 
 private:
     // The value of the first query item named exactly "number", if that item has a value;

@@ -4,6 +4,7 @@
 #include "Autostart.h"
 #include "BusNames.h"
 #include "CommandLine.h"
+#include "DisplayProbe.h"
 #include "Explain.h"
 #include "FailureReport.h"
 #include "GuiEntry.h"
@@ -106,6 +107,10 @@ int becomeDialwise(int argc, char **argv, const dialwise::LaunchRequest &request
 {
     if (!hasDisplay()) {
         dialwise::printFailure(QStringLiteral("no display to show Dialwise on (neither DISPLAY nor WAYLAND_DISPLAY is set)"));
+        return 1;
+    }
+    if (const std::optional<QString> problem = dialwise::unreachableDisplay()) {
+        dialwise::printFailure(*problem);
         return 1;
     }
     std::string error;

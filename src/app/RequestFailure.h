@@ -9,6 +9,8 @@ namespace dialwise {
 enum class RequestFailure {
     noText,   // nothing at all was handed over (no text, an empty selection)
     noNumber, // text came, but no phone number is in it (empty text included)
+    tooLarge, // a text, link or action name over the limit of IntakeLimits.h, refused unread
+    tooManyLinks, // more links in one Open than IntakeLimits.h allows, refused unread
 };
 
 // The sentence the user reads, exactly.
@@ -17,6 +19,10 @@ inline QString failureMessage(RequestFailure failure)
     switch (failure) {
     case RequestFailure::noText:
         return QStringLiteral("No text provided");
+    case RequestFailure::tooLarge:
+        return QStringLiteral("Text too long (more than 64 KiB)");
+    case RequestFailure::tooManyLinks:
+        return QStringLiteral("Too many links in one request (more than 100)");
     case RequestFailure::noNumber:
         break;
     }

@@ -178,12 +178,16 @@ QUrl CallManager::voiceBase() const
 
 void CallManager::recordCall(const QString &number, Provider provider)
 {
+    if (number.size() > phone::kMaximumNumberLength)
+        return;
     setLastCalledNumber(number);
     addToHistory(CallRecord(number, now(), provider));
 }
 
 void CallManager::addToHistory(const CallRecord &record)
 {
+    if (record.number.size() > phone::kMaximumNumberLength)
+        return;
     modifyCallHistory([&record](QList<CallRecord> &history) { history.prepend(record); });
     // Checked once after each insertion, so in steady state exactly one record goes per call.
     if (callHistory().size() > kHistoryCapacity)

@@ -107,7 +107,8 @@ public:
     // history (the oldest beyond 50 goes), stamped with this manager's clock. Shared by call()
     // and the web window, which places its calls itself.
     void recordCall(const QString &number, Provider provider);
-    // Puts a record at the front of the history and drops the oldest beyond 50.
+    // Puts a record at the front of the history and drops the oldest beyond 50; a number longer
+    // than phone::kMaximumNumberLength is never recorded.
     void addToHistory(const CallRecord &record);
     // The current date and time as this manager's clock tells it.
     QDateTime now() const;

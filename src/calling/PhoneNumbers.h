@@ -17,6 +17,10 @@ namespace dialwise::phone {
 
 // Fewer numeric characters than this and the text is not a phone number.
 inline constexpr qsizetype kMinimumDigits = 7;
+// A normalised number longer than this is not one anybody can dial (E.164 numbers have at most
+// 15 digits, an extension adds a few), so requests carrying one are refused and it is never
+// kept in the call history, where 55 ten-megabyte "numbers" once took over a gigabyte.
+inline constexpr qsizetype kMaximumNumberLength = 64;
 
 // Trim, strip one scheme prefix, percent-decode, keep a leading "+" and the numeric characters.
 std::optional<QString> normalize(QStringView text);

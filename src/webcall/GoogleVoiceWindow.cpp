@@ -7,6 +7,7 @@
 #include "Scheduler.h"
 #include "Spinner.h"
 #include "VoiceAddress.h"
+#include "VoicePage.h"
 #include "VoiceProfile.h"
 #include "WindowActivation.h"
 
@@ -26,7 +27,6 @@
 #include <QWebEngineContextMenuRequest>
 #include <QWebEngineHistory>
 #include <QWebEngineLoadingInfo>
-#include <QWebEngineNewWindowRequest>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
@@ -193,7 +193,7 @@ void GoogleVoiceWindow::setupUI()
 
     m_webView = new QWebEngineView(this);
     m_webView->setMinimumSize(0, 0);
-    auto *page = new QWebEnginePage(m_profile, m_webView);
+    auto *page = new VoicePage(NavigationPolicy(m_callManager.voiceBase()), m_profile, m_webView);
     // Ringing and call audio must play without the user first clicking into the page.
     page->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
     m_webView->setPage(page);
@@ -220,33 +220,10 @@ void GoogleVoiceWindow::setupUI()
             m_lastAddress = url;
     });
 
-    // Links that want a new window (target=_blank, window.open) open in this view instead: the
-    // web app is meant to live in exactly one window. Qt first asks createWindow() for a page;
-    // the view's default gives none, and Qt then offers the address here. The request is not
-    // accepted, so Chromium drops its would-be new window. A navigation aimed at this page's own
-    // main frame never comes this way (Chromium navigates it in place), so none is filtered out.
-    connect(page, &QWebEnginePage::newWindowRequested, this, [this](QWebEngineNewWindowRequest &request) {
-        if (request.requestedUrl().isEmpty() || !request.requestedUrl().isValid())
-            return;
-        loadInView(request.requestedUrl());
-    });
-
-    // The web app needs the microphone (and the camera for video) for calls; the user chose to
-    // run it in Dialwise, so it gets them without asking, whatever the origin.
-    connect(page, &QWebEnginePage::featurePermissionRequested, this,
-            [page](const QUrl &origin, QWebEnginePage::Feature feature) {
-                switch (feature) {
-                case QWebEnginePage::MediaAudioCapture:
-                case QWebEnginePage::MediaVideoCapture:
-                case QWebEnginePage::MediaAudioVideoCapture:
-                    page->setFeaturePermission(origin, feature, QWebEnginePage::PermissionGrantedByUser);
-                    break;
-                default:
-                    // Answered, so that the page's promise settles instead of waiting for ever.
-                    page->setFeaturePermission(origin, feature, QWebEnginePage::PermissionDeniedByUser);
-                    break;
-                }
-            });
+    connect(page, &VoicePage::loadInViewRequested, this, &GoogleVoiceWindow::loadInView);
+    // Queued: the request comes from inside the web engine's navigation callback, and placing
+    // the call starts a navigation of its own.
+    connect(page, &VoicePage::callRequested, this, &GoogleVoiceWindow::showAndCall, Qt::QueuedConnection);
 
     connect(page, &QWebEnginePage::renderProcessTerminated, this,
             [this](QWebEnginePage::RenderProcessTerminationStatus status, int exitCode) {

@@ -160,6 +160,11 @@ Expectation expectationFor(const QList<QByteArray> &arguments, const QUrl &base)
         expected.exitCode = -1; // the generator never makes these
         return expected;
     }
+    // Too many links, or one too long, is refused whole and unread, with the reason on stderr.
+    if (dialwise::InboundRequests::checkOpen(line.request.uris)) {
+        expected.exitCode = 1;
+        return expected;
+    }
     for (const QString &uri : line.request.uris) {
         const dialwise::InboundAction action = dialwise::InboundRequests::forUrl(uri);
         if (action.kind != dialwise::InboundAction::Kind::call)

@@ -228,6 +228,20 @@ TEST(CallManagerHistory, FiftyOneCalls_OldestDroppedAtFifty)
     EXPECT_EQ(history.back().number, QStringLiteral("5551000002"));
 }
 
+TEST(CallManagerHistory, NumberOverMaximumLength_NeverRecorded)
+{
+    CallManagerRig rig;
+    const auto manager = rig.makeManager();
+    manager->addToHistory(CallManager::CallRecord(QString(64, u'5'), manager->now(), Provider::googleVoice));
+    ASSERT_EQ(manager->callHistory().size(), 1);
+
+    manager->addToHistory(CallManager::CallRecord(QString(65, u'5'), manager->now(), Provider::googleVoice));
+    manager->addToHistory(CallManager::CallRecord(QString(10 * 1024 * 1024, u'5'), manager->now(), Provider::googleVoice));
+
+    ASSERT_EQ(manager->callHistory().size(), 1);
+    EXPECT_EQ(manager->callHistory().front().number, QString(64, u'5'));
+}
+
 // --- Change announcements ----------------------------------------------------------------------
 
 // Records, for each signal, what the getter returned at the moment it fired.

@@ -63,7 +63,14 @@ INSTANTIATE_TEST_SUITE_P(
         UrlRow{"ownScheme_blankInLink_fallsBackToWholeText", "dialwise://dial?number=555 123 4567",
                InboundAction::call("5551234567")},
         UrlRow{"otherScheme_isNormalisedAsAWhole", "https://example.com/5551234567", InboundAction::call("5551234567")},
-        UrlRow{"empty_isDropped", "", InboundAction::ignore()}),
+        UrlRow{"empty_isDropped", "", InboundAction::ignore()},
+        UrlRow{"telAtTheLengthLimit_isCalled", "tel:5551234567" + QString(64 * 1024 - 14, u' '),
+               InboundAction::call("5551234567")},
+        UrlRow{"telOverTheLengthLimit_isDroppedUnread", "tel:5551234567" + QString(64 * 1024 - 13, u' '),
+               InboundAction::ignore()},
+        UrlRow{"telWith64Digits_isCalled", "tel:" + QString(64, u'5'), InboundAction::call(QString(64, u'5'))},
+        UrlRow{"telWith65Digits_isDropped", "tel:" + QString(65, u'5'), InboundAction::ignore()},
+        UrlRow{"ownSchemeValueOver64_isDropped", "dialwise://dial?number=" + QString(65, u'5'), InboundAction::ignore()}),
     [](const ::testing::TestParamInfo<UrlRow> &info) { return std::string(info.param.name); });
 
 struct TextRow
@@ -102,13 +109,64 @@ INSTANTIATE_TEST_SUITE_P(
         TextRow{"empty", QString(""), InboundAction::reject(RequestFailure::noNumber)},
         TextRow{"blank", QString(" \t "), InboundAction::reject(RequestFailure::noNumber)},
         TextRow{"absent", std::nullopt, InboundAction::reject(RequestFailure::noText)},
-        TextRow{"telLinkAsText", QString("tel:+1-555-123-4567"), InboundAction::call("+15551234567")}),
+        TextRow{"telLinkAsText", QString("tel:+1-555-123-4567"), InboundAction::call("+15551234567")},
+        TextRow{"atTheLengthLimit_isRead", "call 555 123 4567" + QString(64 * 1024 - 17, u'x'),
+                InboundAction::call("5551234567")},
+        TextRow{"overTheLengthLimit_refusedUnread", "call 555 123 4567" + QString(64 * 1024 - 16, u'x'),
+                InboundAction::reject(RequestFailure::tooLarge)},
+        TextRow{"tenMegabytes_refusedUnread", QString(10 * 1024 * 1024, u'5'), InboundAction::reject(RequestFailure::tooLarge)},
+        TextRow{"numberOf64Digits_isCalled", QString(64, u'7'), InboundAction::call(QString(64, u'7'))},
+        TextRow{"numberOf65Digits_isNoNumber", QString(65, u'7'), InboundAction::reject(RequestFailure::noNumber)},
+        TextRow{"digitsFillingTheLimit_isNoNumber", QString(64 * 1024, u'7'), InboundAction::reject(RequestFailure::noNumber)}),
     [](const ::testing::TestParamInfo<TextRow> &info) { return std::string(info.param.name); });
 
 TEST(RequestFailureTest, messages_areTheSentencesUsersRead)
 {
     EXPECT_EQ(failureMessage(RequestFailure::noText), QStringLiteral("No text provided"));
     EXPECT_EQ(failureMessage(RequestFailure::noNumber), QStringLiteral("No valid phone number found"));
+    EXPECT_EQ(failureMessage(RequestFailure::tooLarge), QStringLiteral("Text too long (more than 64 KiB)"));
+    EXPECT_EQ(failureMessage(RequestFailure::tooManyLinks), QStringLiteral("Too many links in one request (more than 100)"));
 }
+
+struct OpenRow
+{
+    const char *name;
+    QStringList uris;
+    std::optional<RequestFailure> expected;
+};
+
+void PrintTo(const OpenRow &row, std::ostream *os)
+{
+    *os << row.name;
+}
+
+class InboundOpenTest : public ::testing::TestWithParam<OpenRow>
+{
+};
+
+TEST_P(InboundOpenTest, checkOpen_refusesOversizedRequests)
+{
+    EXPECT_EQ(InboundRequests::checkOpen(GetParam().uris), GetParam().expected);
+}
+
+QStringList links(qsizetype count)
+{
+    QStringList uris;
+    for (qsizetype i = 0; i < count; ++i)
+        uris.append(QStringLiteral("tel:555%1").arg(1000000 + i));
+    return uris;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Open, InboundOpenTest,
+    ::testing::Values(
+        OpenRow{"none", {}, std::nullopt},
+        OpenRow{"one", links(1), std::nullopt},
+        OpenRow{"hundred", links(100), std::nullopt},
+        OpenRow{"hundredAndOne", links(101), RequestFailure::tooManyLinks},
+        OpenRow{"fiftyThousand", links(50000), RequestFailure::tooManyLinks},
+        OpenRow{"linkAtTheLimit", {"tel:" + QString(64 * 1024 - 4, u'5')}, std::nullopt},
+        OpenRow{"linkOverTheLimit", {"tel:5551234567", "tel:" + QString(64 * 1024 - 3, u'5')}, RequestFailure::tooLarge}),
+    [](const ::testing::TestParamInfo<OpenRow> &info) { return std::string(info.param.name); });
 
 } // namespace

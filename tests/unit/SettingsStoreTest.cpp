@@ -18,9 +18,13 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <chrono>
+#include <cstdlib>
+#include <future>
 #include <memory>
 #include <random>
 #include <string>
+#include <sys/stat.h>
 
 using dialwise::CallManager;
 using dialwise::QSettingsStore;
@@ -43,12 +47,16 @@ protected:
     }
 
     // A manager on the real store, as a fresh start of the program would build it.
-    std::unique_ptr<dialwise::CallManager> startManager()
+    std::unique_ptr<dialwise::CallManager> startManager() { return startManagerOn(std::make_shared<QSettingsStore>()); }
+
+public:
+    static std::unique_ptr<dialwise::CallManager> startManagerOn(std::shared_ptr<QSettingsStore> store)
     {
         CallManagerRig rig;
-        auto store = std::make_shared<QSettingsStore>();
-        return std::make_unique<dialwise::CallManager>(CallManager::Services{store, rig.desktop, rig.clock});
+        return std::make_unique<dialwise::CallManager>(CallManager::Services{std::move(store), rig.desktop, rig.clock});
     }
+
+protected:
 
     static void writeFile(const QByteArray &contents)
     {
@@ -148,6 +156,62 @@ TEST_F(SettingsStoreTest, BadFileThenSetProvider_Repaired)
     writeFile("[General]\nselectedProvider=nonsense value\n");
     startManager()->setProvider(Provider::browserTel);
     EXPECT_EQ(startManager()->selectedProvider(), Provider::browserTel);
+}
+
+// How long opening the store may take before the test calls it hung: reading a small file
+// takes microseconds; a FIFO with no writer blocks for ever.
+constexpr auto kOpenBound = std::chrono::seconds(5);
+
+QStringList g_warnings;
+
+void recordWarning(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type == QtWarningMsg)
+        g_warnings.append(message);
+}
+
+TEST_F(SettingsStoreTest, Fifo_DefaultsOneWarningAndNothingWritten)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(expectedFile()).absolutePath()));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(expectedFile()).constData(), 0600), 0);
+    g_warnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(recordWarning);
+
+    // Off the main thread, so that a hang is reported instead of stopping the whole test program.
+    auto opened = std::async(std::launch::async, [] {
+        auto manager = SettingsStoreTest::startManagerOn(std::make_shared<QSettingsStore>());
+        const Provider selected = manager->selectedProvider();
+        manager->setProvider(Provider::browserTel);
+        return selected;
+    });
+    if (opened.wait_for(kOpenBound) != std::future_status::ready) {
+        qInstallMessageHandler(previous);
+        ADD_FAILURE() << "opening the settings blocked on the FIFO";
+        // The blocked thread cannot be stopped; leave at once rather than hang at exit.
+        std::_Exit(1);
+    }
+    qInstallMessageHandler(previous);
+
+    EXPECT_EQ(opened.get(), Provider::googleVoice);
+    EXPECT_EQ(g_warnings.size(), 1) << g_warnings.join(u'|').toStdString();
+    ASSERT_FALSE(g_warnings.isEmpty());
+    EXPECT_TRUE(g_warnings.first().contains(u"not a regular file"));
+    struct stat info;
+    ASSERT_EQ(::stat(QFile::encodeName(expectedFile()).constData(), &info), 0);
+    EXPECT_TRUE(S_ISFIFO(info.st_mode));
+    EXPECT_FALSE(QSettingsStore().usable());
+    QFile::remove(expectedFile());
+}
+
+TEST_F(SettingsStoreTest, Directory_DefaultsAndLeftAlone)
+{
+    ASSERT_TRUE(QDir().mkpath(expectedFile()));
+    QSettingsStore store;
+    EXPECT_FALSE(store.usable());
+    EXPECT_EQ(store.stringValue(QStringLiteral("selectedProvider")), std::nullopt);
+    store.setStringValue(QStringLiteral("selectedProvider"), QStringLiteral("Browser (tel:)"));
+    EXPECT_TRUE(QFileInfo(expectedFile()).isDir());
+    QDir(expectedFile()).removeRecursively();
 }
 
 } // namespace
