@@ -43,20 +43,20 @@ bool X11ClickSource::install()
 {
     m_connection = X11Connection::open();
     if (!m_connection) {
-        m_lastError = QStringLiteral("click detection needs an X11 session (no X display could be opened)");
+        m_lastError = QStringLiteral("Click detection needs an X11 session: no X display could be opened, so clicks on phone links go unseen");
         return false;
     }
     Display *display = m_connection->display();
     int event = 0, error = 0;
     if (!XQueryExtension(display, "XInputExtension", &m_xiOpcode, &event, &error)) {
-        m_lastError = QStringLiteral("click detection needs an X11 session with the XInput extension");
+        m_lastError = QStringLiteral("Click detection needs an X11 session with the XInput extension");
         m_connection.reset();
         return false;
     }
     // 2.2: raw events are delivered to root listeners whether or not some client grabs the pointer.
     int major = 2, minor = 2;
     if (XIQueryVersion(display, &major, &minor) != Success) {
-        m_lastError = QStringLiteral("click detection needs XInput 2.2");
+        m_lastError = QStringLiteral("Click detection needs an X11 session with XInput 2.2");
         m_connection.reset();
         return false;
     }

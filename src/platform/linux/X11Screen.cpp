@@ -13,6 +13,8 @@ X11Screen::X11Screen(std::shared_ptr<X11Connection> connection)
 
 std::optional<double> X11Screen::mainScreenHeight()
 {
+    if (!m_connection)
+        return std::nullopt;
     const int height = m_connection->rootHeight();
     if (height <= 0)
         return std::nullopt;
@@ -21,6 +23,8 @@ std::optional<double> X11Screen::mainScreenHeight()
 
 QPointF X11Screen::mouseLocation()
 {
+    if (!m_connection)
+        return {};
     Window rootReturn = 0, child = 0;
     int rootX = 0, rootY = 0, x = 0, y = 0;
     unsigned int mask = 0;

@@ -13,6 +13,7 @@ class X11Connection;
 class X11Screen final : public Screen
 {
 public:
+    // A null connection (no X server) answers like a desktop without windows or screen.
     explicit X11Screen(std::shared_ptr<X11Connection> connection);
 
     std::optional<double> mainScreenHeight() override;

@@ -68,6 +68,8 @@ bool X11WindowList::isDesktop(unsigned long client) const
 
 std::optional<QList<WindowInfo>> X11WindowList::onScreenWindows()
 {
+    if (!m_connection)
+        return std::nullopt;
     const auto topLevels = m_connection->viewableTopLevels();
     if (!topLevels)
         return std::nullopt;
@@ -98,6 +100,8 @@ std::optional<QList<WindowInfo>> X11WindowList::onScreenWindows()
 
 std::optional<FrontmostApplication> X11WindowList::frontmostApplication()
 {
+    if (!m_connection)
+        return std::nullopt;
     Display *display = m_connection->display();
     Atom type = None;
     int format = 0;

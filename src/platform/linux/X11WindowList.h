@@ -14,6 +14,7 @@ class X11Connection;
 class X11WindowList final : public WindowList
 {
 public:
+    // A null connection (no X server) answers like a desktop without windows or screen.
     explicit X11WindowList(std::shared_ptr<X11Connection> connection);
 
     std::optional<QList<WindowInfo>> onScreenWindows() override;
