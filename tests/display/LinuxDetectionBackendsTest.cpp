@@ -289,6 +289,26 @@ TEST_P(LinuxDetectionBackends, windowList_showsPopupWithOwnerAndGeometry)
         EXPECT_NE(info.number.toULongLong(), listed->id);
 }
 
+TEST_P(LinuxDetectionBackends, fixture_clickAwayClosesPopupAndWindowListDropsIt)
+{
+    const QRect popup = openPopup();
+    const std::optional<dialwise::testing::XWindowListing> listed = dialwise::testing::xwininfoWindowSized(260, 120);
+    ASSERT_TRUE(listed);
+    // An empty spot of the main window, away from the number and the popup.
+    ASSERT_TRUE(dialwise::testing::xdotool({QStringLiteral("mousemove"), QStringLiteral("650"), QStringLiteral("450"),
+                                            QStringLiteral("click"), QStringLiteral("1")}));
+    ASSERT_TRUE(fixture->waitForPopupClosed());
+    X11WindowList list(x11);
+    EXPECT_TRUE(waitUntil([&] {
+        for (const WindowInfo &info : list.onScreenWindows().value_or(QList<WindowInfo>()))
+            if (info.number.toULongLong() == listed->id)
+                return false;
+        return true;
+    }));
+    // And it opens again, mapped anew, on the next click on the number.
+    EXPECT_EQ(openPopup(), popup);
+}
+
 TEST_P(LinuxDetectionBackends, elementTree_frozenProgramCostsOneTimeout)
 {
     const QRect popup = openPopup();
@@ -307,11 +327,14 @@ TEST_P(LinuxDetectionBackends, elementTree_frozenProgramCostsOneTimeout)
         // Extents are never cached by libatspi: every read is a round trip to the program.
         if (tree->copyAttributeValue(element, u"AXPosition", value) == AtspiElementTree::kCannotComplete)
             ++failures;
+
     }
     const auto elapsed = std::chrono::milliseconds(timer.elapsed());
     EXPECT_EQ(failures, all.size());
     EXPECT_GE(elapsed, AtspiElementTree::kCallTimeout - 30ms);
-    EXPECT_LT(elapsed, 2 * AtspiElementTree::kCallTimeout) << "more than one time-out for " << all.size() << " reads";
+    // One request's worth: libatspi follows a request that timed out with a ping of its own,
+    // bounded by the same time-out, so the first read costs up to twice it; every later one nothing.
+    EXPECT_LE(elapsed, 2 * AtspiElementTree::kCallTimeout + 50ms) << "more than one time-out for " << all.size() << " reads";
 
     // Answering again, it is read again once the pause is over.
     fixture->thaw();

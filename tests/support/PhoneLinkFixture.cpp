@@ -4,8 +4,9 @@
 //   --popup-at-start   the popup is already open at start, at (400, 500)
 //   --no-number        the popup carries no number
 //   --elements N       N more labels in the main window (a program with a big element tree)
-// It prints "READY x y w h" (the number's rectangle, root coordinates) once shown, and
-// "POPUP x y w h" each time the popup is mapped.
+// A click anywhere else in the main window closes the popup, as clicking away from a real one does.
+// It prints "READY x y w h" (the number's rectangle, root coordinates) once shown, "POPUP x y w h"
+// each time the popup is mapped and "CLOSED" each time a click closes it.
 #include <QApplication>
 #include <QDialog>
 #include <QGridLayout>
@@ -57,6 +58,34 @@ public:
         show();
         printLine("POPUP", frameGeometry());
     }
+
+    void close()
+    {
+        if (!isVisible())
+            return;
+        hide();
+        std::printf("CLOSED\n");
+        std::fflush(stdout);
+    }
+};
+
+class MainWindow final : public QWidget
+{
+public:
+    explicit MainWindow(Popup *popup)
+        : m_popup(popup)
+    {
+    }
+
+protected:
+    void mousePressEvent(QMouseEvent *event) override
+    {
+        if (event->button() == Qt::LeftButton)
+            m_popup->close();
+    }
+
+private:
+    Popup *m_popup;
 };
 
 class NumberLabel final : public QLabel
@@ -96,7 +125,7 @@ int main(int argc, char **argv)
     const int elements = elementsAt >= 0 ? arguments.value(elementsAt + 1).toInt() : 0;
 
     Popup popup(withNumber);
-    QWidget window;
+    MainWindow window(&popup);
     window.setWindowTitle(QStringLiteral("Phone link fixture (Qt)"));
     auto *layout = new QVBoxLayout(&window);
     auto *number = new NumberLabel(&popup);

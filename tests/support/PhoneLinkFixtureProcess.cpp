@@ -49,6 +49,11 @@ std::optional<QRect> PhoneLinkFixtureProcess::waitForPopup(std::chrono::millisec
     return QRect(line->at(1).toInt(), line->at(2).toInt(), line->at(3).toInt(), line->at(4).toInt());
 }
 
+bool PhoneLinkFixtureProcess::waitForPopupClosed(std::chrono::milliseconds timeout)
+{
+    return waitForLine(QStringLiteral("CLOSED"), timeout).has_value();
+}
+
 std::optional<QStringList> PhoneLinkFixtureProcess::waitForLine(const QString &tag, std::chrono::milliseconds timeout)
 {
     QDeadlineTimer deadline(timeout);

@@ -30,6 +30,8 @@ public:
     QPoint numberCentre() const { return m_numberRect.center(); }
     // The next "POPUP" line's rectangle; no value when none comes within the time-out.
     std::optional<QRect> waitForPopup(std::chrono::milliseconds timeout = std::chrono::seconds(5));
+    // Waits for the next "CLOSED" line (a click in the main window closed the popup).
+    bool waitForPopupClosed(std::chrono::milliseconds timeout = std::chrono::seconds(5));
     // SIGSTOP / SIGCONT: a program that stops answering, and recovers.
     void freeze();
     void thaw();

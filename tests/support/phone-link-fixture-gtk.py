@@ -5,15 +5,16 @@
 #   --popup-at-start   the popup is already open at start, at (400, 500)
 #   --no-number        the popup carries no number
 #   --elements N       N more labels in the main window (a program with a big element tree)
-# It prints "READY x y w h" (the number's rectangle, root coordinates) once shown, and
-# "POPUP x y w h" each time the popup is mapped.
+# A click anywhere else in the main window closes the popup, as clicking away from a real one does.
+# It prints "READY x y w h" (the number's rectangle, root coordinates) once shown, "POPUP x y w h"
+# each time the popup is mapped and "CLOSED" each time a click closes it.
 import argparse
 import sys
 
 import gi
 
 gi.require_version("Gtk", "3.0")
-from gi.repository import GLib, Gtk  # noqa: E402
+from gi.repository import Gdk, GLib, Gtk  # noqa: E402
 
 NUMBER = "+1 (555) 010-4477"
 # The delay a data-detector popup takes to appear after the click.
@@ -79,6 +80,15 @@ def main():
         return True
 
     events.connect("button-press-event", on_press)
+
+    def on_window_press(_widget, event):
+        if event.button == 1 and popup.get_visible():
+            popup.hide()
+            print("CLOSED", flush=True)
+        return False
+
+    window.add_events(Gdk.EventMask.BUTTON_PRESS_MASK)
+    window.connect("button-press-event", on_window_press)
 
     if args.elements > 0:
         grid = Gtk.Grid()

@@ -13,9 +13,10 @@ namespace dialwise {
 class X11Connection;
 
 // Other programs' element trees through AT-SPI 2 (libatspi), translated into the detector's
-// attribute names. Every call waits at most kCallTimeout for the other program; a program that
-// let a call time out is then answered "cannot complete" at once for kUnresponsivePause, so a
-// frozen program costs one time-out per scan, not one per attribute.
+// attribute names. Every request waits at most kCallTimeout for the other program (libatspi then
+// pings the silent program once, bounded the same way); a program that let a request time out is
+// then answered "cannot complete" at once for kUnresponsivePause, so a frozen program costs one
+// time-out per scan, not one per attribute.
 class AtspiElementTree final : public ElementTree
 {
 public:
@@ -26,7 +27,7 @@ public:
 
     // Long enough for a busy toolkit to answer one small request, short enough that a program
     // that never answers costs a user no more than a blink.
-    static constexpr std::chrono::milliseconds kCallTimeout{250};
+    static constexpr std::chrono::milliseconds kCallTimeout{200};
     // Long enough to cover the rest of one click's scan attempts (1.5 s).
     static constexpr std::chrono::milliseconds kUnresponsivePause{2000};
 
