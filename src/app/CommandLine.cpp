@@ -41,6 +41,14 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             line.action = Action::explain;
             line.explainText = arguments[i + 1];
             return line;
+        } else if (argument == u"--replay-detector") {
+            if (i + 1 >= arguments.size())
+                return usageError(QStringLiteral("--replay-detector needs a scenario file"));
+            line.action = Action::replayDetector;
+            line.replayScenario = arguments[i + 1];
+            return line;
+        } else if (argument == u"--detect-phone-links") {
+            line.request.detectPhoneLinks = true;
         } else if (argument == u"--call-text") {
             if (i + 1 >= arguments.size())
                 return usageError(QStringLiteral("--call-text needs a text"));
@@ -76,7 +84,7 @@ QString CommandLine::helpText()
     return QStringLiteral(
         "Usage: dialwise [LINK...]\n"
         "       dialwise --call-text TEXT | --call-selection\n"
-        "       dialwise --explain TEXT | --help | --version\n"
+        "       dialwise --explain TEXT | --replay-detector SCENARIO.json | --help | --version\n"
         "\n"
         "Places calls through the Google Voice web app in Dialwise's own window. Starts Dialwise\n"
         "when it is not running yet; otherwise hands the request to the running Dialwise.\n"
@@ -86,6 +94,13 @@ QString CommandLine::helpText()
         "  --call-text TEXT   call the phone number found in TEXT\n"
         "  --call-selection   call the phone number in the selected text (X11 primary selection)\n"
         "  --explain TEXT     print what would be dialled for TEXT, and nothing else\n"
+        "  --detect-phone-links\n"
+        "                     when this start launches Dialwise, offer \"Call with Dialwise\" under\n"
+        "                     the popup of a clicked phone link (also: detectPhoneLinks=true in\n"
+        "                     dialwise.conf)\n"
+        "  --replay-detector SCENARIO.json\n"
+        "                     play a recorded desktop situation through the phone-link detector\n"
+        "                     and print what it would do and log\n"
         "  --help             print this text\n"
         "  --version          print the version\n"
         "\n"

@@ -16,6 +16,7 @@ struct CommandLine
         help,    // print helpText() on stdout, exit 0
         version, // print "dialwise 0.1.0", exit 0
         explain, // print what would be dialled for `text`
+        replayDetector, // play the scenario file `replayScenario` through the phone-link detector
         usageError, // print "dialwise: " + error on stderr, exit kUsageExitCode
     };
 
@@ -24,6 +25,7 @@ struct CommandLine
     Action action = Action::run;
     LaunchRequest request;
     QString explainText;
+    QString replayScenario;
     QString error;
 
     bool operator==(const CommandLine &) const = default;

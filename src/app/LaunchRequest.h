@@ -19,6 +19,8 @@ struct LaunchRequest
     Kind kind = Kind::activate;
     QStringList uris;
     QString text;
+    // --detect-phone-links: the Dialwise this start launches watches clicks on phone links.
+    bool detectPhoneLinks = false;
 
     bool operator==(const LaunchRequest &) const = default;
 };
