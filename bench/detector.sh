@@ -7,3 +7,5 @@ build=$(cd "${1:-$here/build}" && pwd)
 export DIALWISE_E2E_PROGRAM="$build/dialwise"
 "$here/tests/run-in-desktop" "$here/tests/with-accessibility-bus" \
     "$build/bench_detector_click" "${2:-20}" "${3:-60}" "${4:-qt}" 2>&1 | grep -v -e '^dbus-daemon' -e '^Dialwise: '
+"$here/tests/run-in-desktop" "$here/tests/with-accessibility-bus" \
+    "$build/bench_detector_scan" "${2:-20}" "${4:-qt}" 1000 2>&1 | grep -v -e '^dbus-daemon'

@@ -94,24 +94,17 @@ struct AtspiElementTree::Call
         return false;
     }
 
-    // Between two requests of one call: whether the first already cost the whole time-out (some
-    // libatspi calls swallow their errors), in which case the program is left alone from now.
-    bool stalled()
-    {
-        if (Clock::now() - started < kCallTimeout - std::chrono::milliseconds(20))
-            return false;
-        result();
-        return true;
-    }
-
     // After the request: the code for the detector, noting a time-out. `otherwise` is the
     // answer when libatspi reported no error (some of its calls swallow them).
     int result(int otherwise = kSuccess)
     {
-        // A request that took the whole time-out is the program not answering, whatever the
-        // error's wording or whether libatspi passed it on at all.
+        if (!error && otherwise == kSuccess)
+            return kSuccess; // however long it took: a slow program that answers is no frozen one
+        // A failed request that took the whole time-out is the program not answering, whatever
+        // the error's wording or whether libatspi passed it on at all.
         if (Clock::now() - started >= kCallTimeout - std::chrono::milliseconds(20)) {
-            qCDebug(lcAtspi) << busName << "did not answer in time; leaving it alone for a while";
+            qCDebug(lcAtspi) << busName << "did not answer in time; leaving it alone for a while"
+                             << (error ? error->message : "(no error)");
             tree.m_unresponsiveUntil.insert(busName, Clock::now() + kUnresponsivePause);
             return kCannotComplete;
         }
@@ -193,12 +186,16 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
             if (!child)
                 continue;
             if (showingOnly) {
+                const Clock::time_point asked = Clock::now();
                 AtspiStateSet *states = atspi_accessible_get_state_set(child);
                 const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
                 if (states)
                     g_object_unref(states);
-                if (call.stalled()) {
+                // libatspi keeps this call's errors to itself; a whole time-out spent in it is the
+                // program not answering, and the remaining children would each cost one more.
+                if (!showing && Clock::now() - asked >= kCallTimeout - std::chrono::milliseconds(20)) {
                     g_object_unref(child);
+                    m_unresponsiveUntil.insert(call.busName, Clock::now() + kUnresponsivePause);
                     return int(kCannotComplete);
                 }
                 if (!showing) {
@@ -228,11 +225,8 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
     }
     if (attribute == u"AXValue") {
         AtspiText *text = atspi_accessible_get_text_iface(accessible);
-        if (!text || call.stalled()) {
-            if (text)
-                g_object_unref(text);
+        if (!text)
             return call.result(kAttributeUnsupported);
-        }
         const gint count = atspi_text_get_character_count(text, &call.error);
         QString content;
         if (!call.error)
@@ -268,11 +262,8 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
     }
     if (attribute == u"AXPosition" || attribute == u"AXSize") {
         AtspiComponent *component = atspi_accessible_get_component_iface(accessible);
-        if (!component || call.stalled()) {
-            if (component)
-                g_object_unref(component);
+        if (!component)
             return call.result(kAttributeUnsupported);
-        }
         AtspiRect *extents = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, &call.error);
         g_object_unref(component);
         const int code = call.result();
@@ -299,6 +290,8 @@ ElementHandle AtspiElementTree::applicationElement(qint64 pid)
     AtspiAccessible *desktop = atspi_get_desktop(0);
     if (!desktop)
         return nullptr;
+    // Without the registry's signals the list of programs is only current when asked for.
+    atspi_accessible_set_cache_mask(desktop, ATSPI_CACHE_NONE);
     ElementHandle found;
     GError *error = nullptr;
     const gint count = atspi_accessible_get_child_count(desktop, &error);
@@ -312,8 +305,13 @@ ElementHandle AtspiElementTree::applicationElement(qint64 pid)
         // does not stall the search.
         const guint applicationPid = atspi_accessible_get_process_id(application, &error);
         g_clear_error(&error);
-        if (qint64(applicationPid) == pid)
+        if (qint64(applicationPid) == pid) {
+            // libatspi's copies of names, states and children go stale while the program's
+            // events wait in our queue (a scan blocks the event loop); a popup that just opened
+            // must be seen as it is now, so this program is always asked afresh.
+            atspi_accessible_set_cache_mask(application, ATSPI_CACHE_NONE);
             found = wrap(application, true);
+        }
         else
             g_object_unref(application);
     }
@@ -388,12 +386,8 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         if (call.refused())
             return kCannotComplete;
         AtspiComponent *component = atspi_accessible_get_component_iface(accessible);
-        if (!component || call.stalled()) {
-            if (component) {
-                g_object_unref(component);
-                return kCannotComplete;
-            }
-            if (call.result() != kSuccess)
+        if (!component) {
+            if (call.result(kAttributeUnsupported) == kCannotComplete)
                 return kCannotComplete;
             break;
         }
