@@ -6,6 +6,7 @@
 #include "FailureReport.h"
 #include "GuiEntry.h"
 #include "LinuxDesktopServices.h"
+#include "PhoneLinkDetection.h"
 #include "QSettingsStore.h"
 #include "RequestForwarder.h"
 #include "SessionBusClient.h"
@@ -76,5 +77,7 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
         if (dialwise::printFailure(*error) && bus.isConnected())
             dialwise::postDesktopNotification(bus, QStringLiteral("Dialwise"), *error);
     }
+    if (dialwise::phonelinks::wanted(*request, dialwise::QSettingsStore()))
+        dialwise::phonelinks::start(dialwise::phonelinks::platform(dialwise::CallManager::shared()));
     return QApplication::exec();
 }

@@ -68,3 +68,16 @@ TEST(LibPhoneNumberFinderMiscTest, emptyRegion_usesLocaleOrUS)
 }
 
 } // namespace
+
+namespace {
+
+TEST(LibPhoneNumberFinderMiscTest, shortDigitRunsNeverMatch_longerStillDo)
+{
+    const LibPhoneNumberFinder finder(QStringLiteral("US"));
+    EXPECT_EQ(finder.firstPhoneNumber(QStringLiteral("Entry 7")), QString());
+    EXPECT_EQ(finder.firstPhoneNumber(QStringLiteral("+1")), QString());
+    // Full-width digits count as digits.
+    EXPECT_EQ(finder.firstPhoneNumber(QStringLiteral("(\uFF15\uFF15\uFF15) 123-4567")), QStringLiteral("(\uFF15\uFF15\uFF15) 123-4567"));
+}
+
+} // namespace
