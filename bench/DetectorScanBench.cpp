@@ -92,6 +92,7 @@ int main(int argc, char **argv)
 
     const QPoint away(650, 450);
     std::vector<double> found, missed;
+    int misses = 0;
     for (int i = 0; i < iterations; ++i) {
         // The popup opens after the snapshot, as after a real click.
         monitor.snapshotWindowIDs();
@@ -109,7 +110,7 @@ int main(int argc, char **argv)
         found.push_back(double(timer.nsecsElapsed()) / 1e6);
         if (panels->shown.size() != before + 1) {
             std::fprintf(stderr, "iteration %d: the scan found no popup\n", i);
-            return 1;
+            ++misses;
         }
         monitor.dismissCompanionPanel();
 
@@ -128,6 +129,7 @@ int main(int argc, char **argv)
     std::printf("performScan, %s fixture with %d more elements, %d runs:\n", name, elements, iterations);
     std::printf("  popup open (found by new-window detection): median %.2f ms, min %.2f, max %.2f\n", hit.median,
                 hit.min, hit.max);
+    std::printf("  runs whose open popup was not found: %d\n", misses);
     std::printf("  no popup (all three strategies miss):        median %.2f ms, min %.2f, max %.2f\n", miss.median,
                 miss.min, miss.max);
     return 0;

@@ -4,7 +4,9 @@
 #include "CompanionPanel.h"
 #include "DataDetectorMonitor.h"
 #include "LibPhoneNumberFinder.h"
+#include "LinuxDetectionBackends.h"
 #include "QtScheduler.h"
+#include "X11ClickSource.h"
 #include "SettingsStore.h"
 
 #include <QLoggingCategory>
@@ -26,8 +28,13 @@ DetectorPlatform platform(const CallManager &callManager)
 {
     DetectorPlatform platform;
     platform.panelView = std::make_shared<CompanionPanelView>(callManager);
-    // The element tree, window list, screen and click source come with the X11 and AT-SPI
-    // backends; until then this desktop has none.
+    // X11 and AT-SPI 2. Without an X server (Wayland without XWayland) they are still made: the
+    // click source then fails to install and start() says why, and the rest of Dialwise runs.
+    LinuxDetectionBackends backends = LinuxDetectionBackends::create();
+    platform.elementTree = backends.elementTree;
+    platform.windowList = backends.windowList;
+    platform.screen = backends.screen;
+    platform.clickSource = backends.clickSource;
     return platform;
 }
 
@@ -42,8 +49,22 @@ bool start(DetectorPlatform platform)
     services.platform = std::move(platform);
     services.phoneFinder = std::make_shared<LibPhoneNumberFinder>();
     services.scheduler = std::make_shared<QtScheduler>();
+    const std::shared_ptr<ElementTree> elementTree = services.platform.elementTree;
+    const auto x11Clicks = std::dynamic_pointer_cast<X11ClickSource>(services.platform.clickSource);
     DataDetectorMonitor::setSharedServices(std::move(services));
-    DataDetectorMonitor::shared().startMonitoring();
+    DataDetectorMonitor &monitor = DataDetectorMonitor::shared();
+    monitor.startMonitoring();
+    // The warning lines above name another desktop's settings; this is how it is done here.
+    if (!elementTree->isProcessTrusted(false))
+        monitor.log(QStringLiteral("On Linux: turn on assistive technologies in your desktop's accessibility "
+                                   "settings (GNOME: gsettings set org.gnome.desktop.interface "
+                                   "toolkit-accessibility true), make sure at-spi2-core is installed, then "
+                                   "restart the programs whose phone links you click"));
+    if (!monitor.globalClickMonitor) {
+        monitor.log(x11Clicks && !x11Clicks->lastError().isEmpty()
+                        ? x11Clicks->lastError()
+                        : QStringLiteral("Click detection needs an X11 session; no clicks will be seen"));
+    }
     return true;
 }
 

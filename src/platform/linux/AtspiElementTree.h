@@ -27,7 +27,7 @@ public:
 
     // Long enough for a busy toolkit to answer one small request, short enough that a program
     // that never answers costs a user no more than a blink.
-    static constexpr std::chrono::milliseconds kCallTimeout{200};
+    static constexpr std::chrono::milliseconds kCallTimeout{300};
     // Long enough to cover the rest of one click's scan attempts (1.5 s).
     static constexpr std::chrono::milliseconds kUnresponsivePause{2000};
 
