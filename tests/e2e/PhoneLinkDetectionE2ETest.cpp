@@ -178,7 +178,7 @@ TEST_P(PhoneLinkDetection, clickOnNumber_stripUnderPopup_clickCallsAndRemovesStr
     ASSERT_EQ(listed->geometry, popup) << "fixture and xwininfo disagree about the popup";
 
     const std::optional<Strip> strip = waitForStrip(kScanBurstMs);
-    ASSERT_TRUE(strip) << logText().mid(logBefore).toStdString();
+    ASSERT_TRUE(strip) << logText().mid(logBefore).toStdString() << rig->primaryErrors().right(3000).toStdString();
     EXPECT_EQ(strip->geometry, expectedStrip(listed->geometry));
     const QString log = logText().mid(logBefore);
     EXPECT_TRUE(log.contains(QStringLiteral("FOUND via new-window detection: +1 (555) 010-4477 at ") + logFrame(popup)))

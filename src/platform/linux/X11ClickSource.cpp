@@ -103,33 +103,38 @@ void X11ClickSource::readEvents()
     if (!connection)
         return;
     Display *display = connection->display();
-    int presses = 0;
-    // XPending reads the socket; Xlib may hold more events than the notifier announced.
-    while (XPending(display) > 0) {
-        XEvent event;
-        XNextEvent(display, &event);
-        XGenericEventCookie *cookie = &event.xcookie;
-        if (cookie->type != GenericEvent || cookie->extension != m_xiOpcode || !XGetEventData(display, cookie))
-            continue;
-        if (cookie->evtype == XI_RawButtonPress) {
-            const auto *raw = static_cast<const XIRawEvent *>(cookie->data);
-            if (raw->detail == 1)
-                ++presses;
+    // XPending reads the socket. The own-window check below makes requests on this connection
+    // too, and Xlib queues whatever events arrive with their replies; the socket notifier never
+    // hears of those again, so go round until the queue is empty.
+    while (self && m_connection == connection && XPending(display) > 0) {
+        int presses = 0;
+        while (XEventsQueued(display, QueuedAlready) > 0) {
+            XEvent event;
+            XNextEvent(display, &event);
+            XGenericEventCookie *cookie = &event.xcookie;
+            if (cookie->type != GenericEvent || cookie->extension != m_xiOpcode || !XGetEventData(display, cookie))
+                continue;
+            if (cookie->evtype == XI_RawButtonPress) {
+                const auto *raw = static_cast<const XIRawEvent *>(cookie->data);
+                if (raw->detail == 1)
+                    ++presses;
+            }
+            XFreeEventData(display, cookie);
         }
-        XFreeEventData(display, cookie);
-    }
-    for (int i = 0; i < presses && self && m_connection; ++i) {
-        if (pointerIsOverOwnWindow()) {
-            qCDebug(lcClicks) << "press on one of our own windows, not reported";
-            continue;
-        }
-        // Copy: a handler may add or remove listeners.
-        const auto handlers = m_handlers;
-        for (const auto &[token, handler] : handlers) {
-            if (!self)
-                return;
-            if (m_handlers.count(token))
-                handler();
+        qCDebug(lcClicks) << "left presses read:" << presses;
+        for (int i = 0; i < presses && self && m_connection == connection; ++i) {
+            if (pointerIsOverOwnWindow()) {
+                qCDebug(lcClicks) << "press on one of our own windows, not reported";
+                continue;
+            }
+            // Copy: a handler may add or remove listeners.
+            const auto handlers = m_handlers;
+            for (const auto &[token, handler] : handlers) {
+                if (!self)
+                    return;
+                if (m_handlers.count(token))
+                    handler();
+            }
         }
     }
 }
