@@ -290,8 +290,6 @@ ElementHandle AtspiElementTree::applicationElement(qint64 pid)
     AtspiAccessible *desktop = atspi_get_desktop(0);
     if (!desktop)
         return nullptr;
-    // Without the registry's signals the list of programs is only current when asked for.
-    atspi_accessible_set_cache_mask(desktop, ATSPI_CACHE_NONE);
     ElementHandle found;
     GError *error = nullptr;
     const gint count = atspi_accessible_get_child_count(desktop, &error);
@@ -305,13 +303,11 @@ ElementHandle AtspiElementTree::applicationElement(qint64 pid)
         // does not stall the search.
         const guint applicationPid = atspi_accessible_get_process_id(application, &error);
         g_clear_error(&error);
-        if (qint64(applicationPid) == pid) {
-            // libatspi's copies of names, states and children go stale while the program's
-            // events wait in our queue (a scan blocks the event loop); a popup that just opened
-            // must be seen as it is now, so this program is always asked afresh.
-            atspi_accessible_set_cache_mask(application, ATSPI_CACHE_NONE);
+        // NOTE: libatspi's caches must stay on. Without them its handler for a program's
+        // state-change signal asks that program for the states right inside the D-Bus dispatch,
+        // and waits forever for the dispatch lock it already holds (seen with GTK programs).
+        if (qint64(applicationPid) == pid)
             found = wrap(application, true);
-        }
         else
             g_object_unref(application);
     }

@@ -121,7 +121,6 @@ void X11ClickSource::readEvents()
             }
             XFreeEventData(display, cookie);
         }
-        qCDebug(lcClicks) << "left presses read:" << presses;
         for (int i = 0; i < presses && self && m_connection == connection; ++i) {
             if (pointerIsOverOwnWindow()) {
                 qCDebug(lcClicks) << "press on one of our own windows, not reported";
