@@ -303,11 +303,14 @@ ElementHandle AtspiElementTree::applicationElement(qint64 pid)
         // does not stall the search.
         const guint applicationPid = atspi_accessible_get_process_id(application, &error);
         g_clear_error(&error);
-        // NOTE: libatspi's caches must stay on. Without them its handler for a program's
-        // state-change signal asks that program for the states right inside the D-Bus dispatch,
-        // and waits forever for the dispatch lock it already holds (seen with GTK programs).
-        if (qint64(applicationPid) == pid)
+        if (qint64(applicationPid) == pid) {
+            // Children are asked for afresh: the cached list of a program that just started can
+            // miss the popup it opened since. NOTE: the states cache must stay on; without it
+            // libatspi's handler for a state-change signal asks the program for its states inside
+            // the D-Bus dispatch and waits forever for the dispatch lock it already holds.
+            atspi_accessible_set_cache_mask(application, AtspiCache(ATSPI_CACHE_DEFAULT & ~ATSPI_CACHE_CHILDREN));
             found = wrap(application, true);
+        }
         else
             g_object_unref(application);
     }
