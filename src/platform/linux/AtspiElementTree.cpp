@@ -98,10 +98,9 @@ struct AtspiElementTree::Call
     // answer when libatspi reported no error (some of its calls swallow them).
     int result(int otherwise = kSuccess)
     {
-        if (!error && otherwise == kSuccess)
-            return kSuccess; // however long it took: a slow program that answers is no frozen one
-        // A failed request that took the whole time-out is the program not answering, whatever
-        // the error's wording or whether libatspi passed it on at all.
+        // A request that took the whole time-out is the program not answering, whatever the
+        // error's wording or whether libatspi passed it on at all (some of its calls answer a
+        // time-out with an empty success). A slower answer cannot exist: the bus gives up first.
         if (Clock::now() - started >= kCallTimeout - std::chrono::milliseconds(20)) {
             qCDebug(lcAtspi) << busName << "did not answer in time; leaving it alone for a while"
                              << (error ? error->message : "(no error)");
