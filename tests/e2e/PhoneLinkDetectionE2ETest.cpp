@@ -142,9 +142,17 @@ protected:
     void TearDown() override
     {
         fixture.reset();
-        // Whatever a test left on screen goes with a click on the empty desktop.
+        // Whatever a test left on screen goes: Dialwise's windows (the Dial Number dialog too)
+        // are closed, and a click on the empty desktop removes any strip.
+        for (const QString &window : rig->visibleWindows())
+            rig->closeWindow(window);
+        const qsizetype logBefore = logText().size();
         click(QPoint(1270, 1015));
         stripGone(2000);
+        // That click's four scan attempts must be over before the next test's clicks.
+        ShellRig::waitUntil([&] {
+            return logText().mid(logBefore).contains(QStringLiteral("All scan attempts exhausted."));
+        }, kScanBurstMs);
     }
 
     void startFixture(const QStringList &arguments = {})
