@@ -67,11 +67,18 @@ TEST(PhoneLinksStartTest, incompletePlatform_unavailable_thenCompletePlatformSta
     dialwise::testing::CallManagerRig rig;
     auto callManager = rig.makeManager();
 
-    // This build's own platform has no backends for the element tree and friends yet.
+    // This build's own platform has every piece (X11 and AT-SPI backends, the strip).
     const dialwise::DetectorPlatform own = phonelinks::platform(*callManager);
     EXPECT_TRUE(own.panelView);
-    EXPECT_FALSE(own.isComplete());
-    EXPECT_FALSE(phonelinks::start(own));
+    EXPECT_TRUE(own.isComplete());
+
+    // A platform missing a piece: detection is unavailable, and nothing is made or written.
+    dialwise::DetectorPlatform incomplete{std::make_shared<dialwise::testing::FakeElementTree>(),
+                                          std::make_shared<dialwise::testing::FakeWindowList>(),
+                                          std::make_shared<dialwise::testing::FakeScreen>(), nullptr,
+                                          std::make_shared<dialwise::testing::FakePanelView>()};
+    EXPECT_FALSE(incomplete.isComplete());
+    EXPECT_FALSE(phonelinks::start(incomplete));
     EXPECT_FALSE(DataDetectorMonitor::sharedExists());
     EXPECT_FALSE(QFile::exists(state.filePath(QStringLiteral("Dialwise/Dialwise.log"))));
 
