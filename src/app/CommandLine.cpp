@@ -42,6 +42,14 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             line.action = Action::explain;
             line.explainText = arguments[i + 1];
             return line;
+        } else if (argument == u"--replay-detector") {
+            if (i + 1 >= arguments.size())
+                return usageError(QStringLiteral("--replay-detector needs a scenario file"));
+            line.action = Action::replayDetector;
+            line.replayScenario = arguments[i + 1];
+            return line;
+        } else if (argument == u"--detect-phone-links") {
+            line.request.detectPhoneLinks = true;
         } else if (argument == u"--call-text") {
             if (i + 1 >= arguments.size())
                 return usageError(QStringLiteral("--call-text needs a text"));
@@ -99,7 +107,7 @@ QString CommandLine::helpText()
         "       dialwise --call-text TEXT | --call-selection\n"
         "       dialwise --hidden\n"
         "       dialwise --autostart [on|off]\n"
-        "       dialwise --explain TEXT | --help | --version\n"
+        "       dialwise --explain TEXT | --replay-detector SCENARIO.json | --help | --version\n"
         "\n"
         "Places calls through the Google Voice web app in Dialwise's own window. Starts Dialwise\n"
         "when it is not running yet; otherwise hands the request to the running Dialwise.\n"
@@ -115,6 +123,13 @@ QString CommandLine::helpText()
         "  --autostart off    stop starting it at login (removes that file)\n"
         "  --autostart        print on or off: whether Dialwise starts at login\n"
         "  --explain TEXT     print what would be dialled for TEXT, and nothing else\n"
+        "  --detect-phone-links\n"
+        "                     when this start launches Dialwise, offer \"Call with Dialwise\" under\n"
+        "                     the popup of a clicked phone link (also: detectPhoneLinks=true in\n"
+        "                     dialwise.conf)\n"
+        "  --replay-detector SCENARIO.json\n"
+        "                     play a recorded desktop situation through the phone-link detector\n"
+        "                     and print what it would do and log\n"
         "  --help             print this text\n"
         "  --version          print the version\n"
         "\n"

@@ -17,6 +17,7 @@ struct CommandLine
         version, // print "dialwise 0.1.0", exit 0
         explain, // print what would be dialled for `text`
         autostart, // query, write or remove the login entry (`autostart`), exit 0 or 1
+        replayDetector, // play the scenario file `replayScenario` through the phone-link detector
         usageError, // print "dialwise: " + error on stderr, exit kUsageExitCode
     };
 
@@ -28,6 +29,7 @@ struct CommandLine
     LaunchRequest request;
     QString explainText;
     AutostartChange autostart = AutostartChange::query;
+    QString replayScenario;
     QString error;
 
     bool operator==(const CommandLine &) const = default;

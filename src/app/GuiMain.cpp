@@ -8,6 +8,7 @@
 #include "FailureReport.h"
 #include "GuiEntry.h"
 #include "LinuxDesktopServices.h"
+#include "PhoneLinkDetection.h"
 #include "QSettingsStore.h"
 #include "QtScheduler.h"
 #include "RendererSetup.h"
@@ -70,7 +71,10 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
         dialwise::DialDialog dialog;
         return dialog.ask();
     };
-    dialwise::CallManager callManager({std::make_shared<dialwise::QSettingsStore>(),
+    // One settings store for the whole run: opening the file is where a hostile one (a FIFO) is
+    // noticed and reported, and that should happen once.
+    const auto settings = std::make_shared<dialwise::QSettingsStore>();
+    dialwise::CallManager callManager({settings,
                                        std::make_shared<dialwise::LinuxDesktopServices>(runDialDialog),
                                        std::make_shared<dialwise::SystemClock>(), dialwise::voice::baseUrlFromEnvironment()});
     dialwise::CallManager::setShared(callManager);
@@ -99,5 +103,7 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     QObject::connect(&delegate, &dialwise::AppDelegate::startRequestFailed, &delegate, reportStartFailure);
     if (const std::optional<dialwise::RequestFailure> failure = delegate.applicationDidFinishLaunching(*request))
         reportStartFailure(*failure);
+    if (dialwise::phonelinks::wanted(*request, *settings))
+        dialwise::phonelinks::start(dialwise::phonelinks::platform(callManager));
     return QApplication::exec();
 }

@@ -22,6 +22,8 @@ struct LaunchRequest
     // --hidden: Dialwise runs without showing its window (a login or the session bus starting
     // it); the running instance is left as it is.
     bool hidden = false;
+    // --detect-phone-links: the Dialwise this start launches watches clicks on phone links.
+    bool detectPhoneLinks = false;
 
     bool operator==(const LaunchRequest &) const = default;
 };

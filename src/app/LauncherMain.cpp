@@ -8,6 +8,7 @@
 #include "Explain.h"
 #include "FailureReport.h"
 #include "GuiEntry.h"
+#include "ReplayEntry.h"
 #include "RequestForwarder.h"
 #include "VoiceAddress.h"
 
@@ -66,19 +67,19 @@ int autostartCommand(dialwise::CommandLine::AutostartChange change)
     return outcome.exitCode;
 }
 
-// The module sits next to this program in a build tree, and in <libdir>/dialwise when installed:
+// A module sits next to this program in a build tree, and in <libdir>/dialwise when installed:
 // looked up beside bin/ first so that an installed tree can be moved, then where it was installed.
-void *openGuiModule(std::string *error)
+void *openModule(const char *fileName, std::string *error)
 {
     std::string candidates[3];
     char self[PATH_MAX];
     if (realpath("/proc/self/exe", self)) {
         std::string dir(self);
         dir.erase(dir.rfind('/') + 1);
-        candidates[0] = dir + dialwise::kGuiModuleFileName;
-        candidates[1] = dir + "../" DIALWISE_GUI_MODULE_RELATIVE_DIR "/" + dialwise::kGuiModuleFileName;
+        candidates[0] = dir + fileName;
+        candidates[1] = dir + "../" DIALWISE_GUI_MODULE_RELATIVE_DIR "/" + fileName;
     }
-    candidates[2] = DIALWISE_GUI_MODULE_INSTALL_DIR "/" + std::string(dialwise::kGuiModuleFileName);
+    candidates[2] = DIALWISE_GUI_MODULE_INSTALL_DIR "/" + std::string(fileName);
     for (const std::string &path : candidates) {
         if (path.empty() || access(path.c_str(), R_OK) != 0)
             continue;
@@ -87,8 +88,21 @@ void *openGuiModule(std::string *error)
         *error = dlerror();
         return nullptr;
     }
-    *error = "dialwise-gui.so not found next to dialwise nor in " DIALWISE_GUI_MODULE_INSTALL_DIR;
+    *error = std::string(fileName) + " not found next to dialwise nor in " DIALWISE_GUI_MODULE_INSTALL_DIR;
     return nullptr;
+}
+
+// The detector and libphonenumber come with their module, so that no other command loads them.
+int replayDetectorCommand(const QString &scenario)
+{
+    std::string error;
+    void *module = openModule(dialwise::kReplayModuleFileName, &error);
+    auto entry = module ? reinterpret_cast<DialwiseReplayMain>(dlsym(module, dialwise::kReplayEntrySymbol)) : nullptr;
+    if (!entry) {
+        std::fprintf(stderr, "dialwise: cannot load the detector replay: %s\n", module ? dlerror() : error.c_str());
+        return 1;
+    }
+    return entry(scenario.toLocal8Bit().constData());
 }
 
 // Without a display Qt would abort while loading its platform plugin; say why instead. A
@@ -114,7 +128,7 @@ int becomeDialwise(int argc, char **argv, const dialwise::LaunchRequest &request
         return 1;
     }
     std::string error;
-    void *module = openGuiModule(&error);
+    void *module = openModule(dialwise::kGuiModuleFileName, &error);
     auto entry = module ? reinterpret_cast<DialwiseGuiMain>(dlsym(module, dialwise::kGuiEntrySymbol)) : nullptr;
     if (!entry) {
         std::fprintf(stderr, "dialwise: cannot load the window: %s\n", module ? dlerror() : error.c_str());
@@ -143,6 +157,8 @@ int main(int argc, char **argv)
         return explainCommand(line.explainText);
     case dialwise::CommandLine::Action::autostart:
         return autostartCommand(line.autostart);
+    case dialwise::CommandLine::Action::replayDetector:
+        return replayDetectorCommand(line.replayScenario);
     case dialwise::CommandLine::Action::usageError:
         dialwise::printFailure(line.error);
         return dialwise::CommandLine::kUsageExitCode;

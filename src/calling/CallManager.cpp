@@ -196,6 +196,7 @@ void CallManager::addToHistory(const CallRecord &record)
 
 void CallManager::call(const QString &number)
 {
+    Q_EMIT callRequested(number);
     const std::optional<QString> normalized = normalizePhoneNumber(number);
     if (!normalized) {
         // The body carries the text exactly as the caller passed it, so the user sees what was
@@ -242,6 +243,7 @@ void CallManager::setProvider(Provider provider)
 
 void CallManager::showDialDialog()
 {
+    Q_EMIT dialDialogRequested();
     const std::optional<QString> typed = m_services.desktop->runDialDialog();
     // Not trimmed: blanks alone are "not empty" and earn the invalid-number notification.
     if (typed && !typed->isEmpty())

@@ -116,6 +116,10 @@ public:
     QUrl voiceBase() const;
 
 Q_SIGNALS:
+    // A call or the dial dialog was asked for, before anything is done about it: for observers
+    // that report what was asked (the detector's replay tool) rather than what happened.
+    void callRequested(const QString &text);
+    void dialDialogRequested();
     void objectWillChange();
     void lastCalledNumberWillChange(const std::optional<QString> &newValue);
     void lastCalledNumberChanged(const std::optional<QString> &value);

@@ -22,7 +22,9 @@ using ElementHandle = std::shared_ptr<const Element>;
 
 // What an attribute read yields. Absent (monostate) and a value of the wrong type are kept apart
 // so the logic can tell "no value" from "not what I asked for", as the detector's log lines do.
-using AttributeValue = std::variant<std::monostate, QString, QList<ElementHandle>, QPointF, QSizeF, double, bool>;
+// A single element (ElementHandle) is what "AXParent" answers.
+using AttributeValue = std::variant<std::monostate, QString, QList<ElementHandle>, QPointF, QSizeF, double, bool,
+                                    ElementHandle>;
 
 // Other programs' element trees (the accessibility API). Attribute names are the detector's own:
 // "AXRole", "AXTitle", "AXDescription", "AXValue", "AXHelp", "AXSubrole", "AXRoleDescription",

@@ -185,4 +185,23 @@ TEST(CommandLineTest, helpText_namesEveryOption)
         EXPECT_TRUE(help.contains(QString::fromLatin1(option))) << option;
 }
 
+TEST(CommandLineTest, replayDetector_takesScenarioPath)
+{
+    const CommandLine line = parse({"--replay-detector", "situation.json"});
+    EXPECT_EQ(line.action, CommandLine::Action::replayDetector);
+    EXPECT_EQ(line.replayScenario, QString("situation.json"));
+    EXPECT_EQ(parse({"--replay-detector"}).error, QString("--replay-detector needs a scenario file"));
+}
+
+TEST(CommandLineTest, detectPhoneLinks_travelsWithTheRequest)
+{
+    const CommandLine line = parse({"--detect-phone-links", "tel:123"});
+    EXPECT_EQ(line.action, CommandLine::Action::run);
+    EXPECT_TRUE(line.request.detectPhoneLinks);
+    EXPECT_EQ(line.request.uris, QStringList{"tel:123"});
+    EXPECT_FALSE(parse({"tel:123"}).request.detectPhoneLinks);
+    EXPECT_TRUE(CommandLine::helpText().contains("--detect-phone-links"));
+    EXPECT_TRUE(CommandLine::helpText().contains("--replay-detector SCENARIO.json"));
+}
+
 } // namespace

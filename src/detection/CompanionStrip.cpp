@@ -1,0 +1,119 @@
+// The "Call with Dialwise" strip under a found popup: where it goes, how long it stays, and what
+// its button does. The strip itself is drawn by the PanelView.
+#include "DataDetectorMonitor.h"
+
+#include "CallManager.h"
+#include "CompanionTitle.h"
+#include "DetectorText.h"
+#include "WindowFields.h"
+
+#include <QPointer>
+
+#include <chrono>
+#include <cmath>
+
+namespace dialwise {
+namespace {
+
+using namespace std::chrono_literals;
+
+// One row of the popup's own height.
+constexpr double kStripHeight = 30;
+// The strip's top covers the popup's lower edge by this much, so that the two read as one.
+constexpr double kStripOverlap = 8;
+// Twice a second is quick enough that the strip never visibly outlives its popup.
+constexpr std::chrono::milliseconds kPollInterval = 500ms;
+// A strip nobody used is in the way after this long.
+constexpr std::chrono::milliseconds kDismissAfter = 20s;
+// The popup's window may be redrawn a few points off (shadow, animation) and is still the same.
+constexpr double kSameFrameTolerance = 30;
+
+} // namespace
+
+void DataDetectorMonitor::showCompanionPanel(const QRectF &popupFrame, const QString &phoneNumber)
+{
+    dismissCompanionPanel();
+    currentPhoneNumber = phoneNumber;
+    lastPopupFrame = popupFrame;
+
+    const std::optional<double> screenHeight = m_services.platform.screen->mainScreenHeight();
+    if (!screenHeight)
+        return;
+
+    // Bottom-left origin against the main screen, as the click and the strip's window use.
+    const QRectF frame(popupFrame.x(), *screenHeight - (popupFrame.y() + popupFrame.height()) - kStripHeight + kStripOverlap,
+                       popupFrame.width(), kStripHeight);
+    log(QStringLiteral("  [Panel] Showing at NS frame ") + detectortext::frame(frame) + QStringLiteral(" (overlap ")
+        + detectortext::number(kStripOverlap) + QStringLiteral("px) for phone '") + phoneNumber + u'\'');
+
+    companionPanel = m_services.platform.panelView->showPanel(frame, phoneNumber, [self = QPointer(this)] {
+        if (self)
+            self->companionItemClicked();
+    });
+
+    if (pollTimer)
+        pollTimer->cancel();
+    pollTimer = m_services.scheduler->runRepeating(kPollInterval, this, [this] {
+        if (!isDDPopupStillVisible()) {
+            log(QStringLiteral("  [Panel] DD popup dismissed, removing companion"));
+            dismissCompanionPanel();
+        }
+    });
+    if (dismissTimer)
+        dismissTimer->cancel();
+    dismissTimer = m_services.scheduler->runOnce(kDismissAfter, this, [this] { dismissCompanionPanel(); });
+}
+
+bool DataDetectorMonitor::isDDPopupStillVisible()
+{
+    const std::optional<QList<WindowInfo>> windows = m_services.platform.windowList->onScreenWindows();
+    if (!windows)
+        return false;
+    // Any window of nearly the popup's frame will do: owners and numbers differ between desktops.
+    for (const WindowInfo &window : *windows) {
+        const std::optional<QVariantMap> bounds = windowfields::bounds(window.bounds);
+        if (!bounds)
+            continue;
+        const double x = bounds->value(QStringLiteral("X"), 0.0).toDouble();
+        const double y = bounds->value(QStringLiteral("Y"), 0.0).toDouble();
+        const double width = bounds->value(QStringLiteral("Width"), 0.0).toDouble();
+        const double height = bounds->value(QStringLiteral("Height"), 0.0).toDouble();
+        if (std::abs(x - lastPopupFrame.x()) < kSameFrameTolerance && std::abs(y - lastPopupFrame.y()) < kSameFrameTolerance
+            && std::abs(width - lastPopupFrame.width()) < kSameFrameTolerance
+            && std::abs(height - lastPopupFrame.height()) < kSameFrameTolerance)
+            return true;
+    }
+    return false;
+}
+
+void DataDetectorMonitor::dismissCompanionPanel()
+{
+    // Timers stopped only after the strip is gone, and before their fields are cleared, so that
+    // no tick ever reaches a closed strip.
+    if (companionPanel) {
+        std::unique_ptr<Panel> panel = std::move(companionPanel);
+        panel->close();
+    }
+    if (pollTimer) {
+        pollTimer->cancel();
+        pollTimer.reset();
+    }
+    if (dismissTimer) {
+        dismissTimer->cancel();
+        dismissTimer.reset();
+    }
+}
+
+void DataDetectorMonitor::companionItemClicked()
+{
+    log(QStringLiteral("Companion clicked! Phone: ") + currentPhoneNumber);
+    // Copied first: dismissing destroys the strip whose button is calling us.
+    const QString number = currentPhoneNumber;
+    dismissCompanionPanel();
+    if (companiontitle::isCallable(number))
+        m_callManager.call(number);
+    else
+        m_callManager.showDialDialog();
+}
+
+} // namespace dialwise

@@ -1,0 +1,144 @@
+#pragma once
+
+#include "Clock.h"
+#include "DetectorPlatform.h"
+#include "PhoneFinder.h"
+#include "Scheduler.h"
+
+#include <QFile>
+#include <QList>
+#include <QObject>
+#include <QPointF>
+#include <QRectF>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace dialwise {
+
+class CallManager;
+
+// Watches the user's left clicks in every program, finds the phone-number popup a click opens
+// (new popup-sized windows, the frontmost program's windows, then the elements around the click),
+// reads the number out of its accessibility tree and floats a "Call with Dialwise" strip under
+// it. The strip's button calls through CallManager.
+//
+// Everything runs on the thread that owns the monitor. Deferred work (the four scan attempts of a
+// click, the strip's poll and its dismissal) goes through the Scheduler with this object as the
+// weakly held target, so none of it keeps the monitor alive or runs after it is gone.
+class DataDetectorMonitor final : public QObject
+{
+    Q_OBJECT
+
+public:
+    // The popup a strategy found: its frame in top-left-origin screen coordinates and its number,
+    // as the popup's texts carry it, or "unknown" when they carry none.
+    struct PopupInfo
+    {
+        QRectF frame;
+        QString phoneNumber;
+        bool operator==(const PopupInfo &) const = default;
+    };
+
+    // What one accessibility tree search collects, fresh for every search.
+    struct DDSearchContext
+    {
+        bool hasFacetime = false;
+        bool hasLargeType = false;
+        // Recorded but deliberately never consulted: "add ... contact" alone is too common a text
+        // to call anything a phone-number popup.
+        bool hasAddContact = false;
+        bool hasMessage = false;
+        QString phoneNumber; // the first number met, in visiting order; never overwritten
+        QStringList allLabels; // every non-empty text read, in visiting order, duplicates kept
+    };
+
+    struct Services
+    {
+        DetectorPlatform platform;
+        std::shared_ptr<PhoneFinder> phoneFinder;
+        std::shared_ptr<Scheduler> scheduler;
+        std::shared_ptr<Clock> clock; // the time of day in the log file's lines
+        // The log file, emptied when the monitor is made; empty: no file.
+        QString logFilePath;
+        bool logToStandardError = true;
+        // Sees every message given to log(), as it is (the replay tool prints them).
+        std::function<void(const QString &message)> logObserver;
+    };
+
+    // Where the log goes on this desktop: $XDG_STATE_HOME/Dialwise/Dialwise.log.
+    static QString defaultLogFilePath();
+
+    // The process-wide monitor, made on first use with what setSharedServices() gave and
+    // CallManager::shared(), and never destroyed. Making it empties the log file.
+    static DataDetectorMonitor &shared();
+    // Sets what shared() will be built with; only has an effect before its first call.
+    static void setSharedServices(Services services);
+    // Whether shared() has been made (so that nothing makes it just to ask).
+    static bool sharedExists();
+
+    // Tests and the replay tool build their own monitors. Empties the log file and logs the
+    // "initialized" line.
+    DataDetectorMonitor(Services services, CallManager &callManager, QObject *parent = nullptr);
+    ~DataDetectorMonitor() override;
+
+    // --- Lifecycle and log ---------------------------------------------------------------------
+    void startMonitoring();
+    void stopMonitoring();
+    void log(const QString &message);
+    bool checkAccessibilityPermission();
+
+    // --- Scan driver and window strategies -----------------------------------------------------
+    void snapshotWindowIDs();
+    void performScan();
+    std::optional<PopupInfo> scanNewWindows();
+    std::optional<PopupInfo> scanFrontAppAXWindows();
+
+    // --- Click position and popup container ----------------------------------------------------
+    std::optional<PopupInfo> scanAtClickPosition();
+    std::optional<PopupInfo> findPopupContainer(const ElementHandle &element);
+
+    // --- Accessibility tree signatures and number extraction -----------------------------------
+    bool isDDRelated(const QString &text) const;
+    void checkDDLabel(const QString &label, DDSearchContext &context) const;
+    void searchAXTree(const ElementHandle &element, DDSearchContext &context, int depth, int maxDepth);
+    std::optional<PopupInfo> scanAXAttribute(const ElementHandle &element, const QString &attribute,
+                                             const QString &label, const std::optional<QRectF> &expectedFrame);
+    std::optional<PopupInfo> findDDPopupInAXElement(const ElementHandle &element,
+                                                    const std::optional<QRectF> &expectedFrame);
+    QString extractPhoneNumber(const QString &text) const;
+    QString extractPhoneFromLabels(const QStringList &labels) const;
+
+    // --- Companion strip ----------------------------------------------------------------------
+    void showCompanionPanel(const QRectF &popupFrame, const QString &phoneNumber);
+    bool isDDPopupStillVisible();
+    void dismissCompanionPanel();
+    void companionItemClicked();
+
+    // --- State shared by the operations above -------------------------------------------------
+    // Public so that tests and the replay tool can read it; only the monitor writes it.
+    std::optional<ClickSource::Token> globalClickMonitor;
+    std::unique_ptr<Panel> companionPanel;
+    std::shared_ptr<ScheduledTask> dismissTimer;
+    std::shared_ptr<ScheduledTask> pollTimer;
+    bool isMonitoring = false;
+    QString currentPhoneNumber;
+    QRectF lastPopupFrame;                // top-left origin
+    QSet<quint32> knownWindowIDs;         // on-screen windows just before the last click's scans
+    QPointF lastClickPosition;            // bottom-left origin, as the pointer query gives it
+    qint64 scanAttempts = 0;              // attempts run since the last click
+    std::unique_ptr<QFile> logFile;
+
+private:
+    void handleClick();
+    void runScanAttempt();
+
+    Services m_services;
+    CallManager &m_callManager;
+};
+
+} // namespace dialwise

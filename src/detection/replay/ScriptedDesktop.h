@@ -1,0 +1,147 @@
+#pragma once
+
+#include "ClickSource.h"
+#include "ElementTree.h"
+#include "PanelView.h"
+#include "Screen.h"
+#include "WindowList.h"
+
+#include <QHash>
+#include <QList>
+#include <QRectF>
+#include <QString>
+
+#include <array>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace dialwise {
+
+// A desktop written down in advance: element trees, window list, screen, clicks and the strip, all
+// answering from data. The replay tool plays recorded situations on it, and the tests build their
+// situations with it (tests/fakes names each piece after the interface it fakes).
+
+class ScriptedElementTree final : public ElementTree
+{
+public:
+    // The attributes the detector reads; any other name reads as absent.
+    static constexpr QStringView kAttributes[] = {
+        u"AXRole",  u"AXSubrole",  u"AXRoleDescription", u"AXTitle",          u"AXDescription",
+        u"AXValue", u"AXHelp",     u"AXPosition",        u"AXSize",           u"AXChildren",
+        u"AXVisibleChildren", u"AXWindows", u"AXParent",
+    };
+    static constexpr int kAttributeCount = int(std::size(kAttributes));
+    // Index into kAttributes, or -1.
+    static int attributeIndex(QStringView attribute);
+
+    // Adds an element with no attributes. The name is for the caller's own bookkeeping.
+    ElementHandle add(const QString &name = QString());
+    // Sets what reading attribute answers (with success). An unknown attribute name is ignored.
+    void set(const ElementHandle &element, QStringView attribute, AttributeValue value);
+    // Makes reading attribute fail with code (non-zero).
+    void setError(const ElementHandle &element, QStringView attribute, int code);
+    // Convenience for trees: children, with each child's "AXParent" pointing back.
+    void setChildren(const ElementHandle &parent, const QList<ElementHandle> &children);
+    QString name(const ElementHandle &element) const;
+
+    void setApplication(qint64 pid, const ElementHandle &element) { m_applications[pid] = element; }
+    // Hit testing: the first rectangle in the order added that holds the point (x <= px < x + w,
+    // y <= py < y + h) names the element there.
+    void addHitRect(const QRectF &rect, const ElementHandle &element) { m_hitRects.push_back({rect, element}); }
+
+    int copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value) override;
+    int copyElementAtPosition(float x, float y, ElementHandle &element) override;
+    ElementHandle applicationElement(qint64 pid) override;
+    bool isProcessTrusted(bool prompt) override;
+
+    bool trusted = true;
+    int trustChecksWithPrompt = 0;
+    std::function<void(bool prompt)> onTrustCheck;
+    // Every point copyElementAtPosition was asked about, in order.
+    std::vector<std::pair<float, float>> hitTestPoints;
+    qint64 attributeReads = 0;
+
+private:
+    struct Node;
+    Node *node(const ElementHandle &element) const;
+
+    std::vector<std::shared_ptr<Node>> m_nodes;
+    std::map<qint64, ElementHandle> m_applications;
+    std::vector<std::pair<QRectF, ElementHandle>> m_hitRects;
+};
+
+class ScriptedWindowList final : public WindowList
+{
+public:
+    std::optional<QList<WindowInfo>> onScreenWindows() override
+    {
+        ++windowQueries;
+        return windows;
+    }
+    std::optional<FrontmostApplication> frontmostApplication() override { return frontmost; }
+
+    // No value: the query fails.
+    std::optional<QList<WindowInfo>> windows = QList<WindowInfo>();
+    std::optional<FrontmostApplication> frontmost;
+    int windowQueries = 0;
+
+    // A well-formed entry.
+    static WindowInfo window(quint32 number, qint32 pid, const QString &owner, int layer, const QRectF &bounds);
+};
+
+class ScriptedScreen final : public Screen
+{
+public:
+    std::optional<double> mainScreenHeight() override { return height; }
+    QPointF mouseLocation() override { return mouse; }
+
+    std::optional<double> height = 1080.0;
+    QPointF mouse;
+};
+
+class ScriptedClickSource final : public ClickSource
+{
+public:
+    std::optional<Token> addLeftMouseDownListener(std::function<void()> handler) override;
+    void removeListener(Token token) override { m_listeners.erase(token); }
+
+    // A left mouse-down: every installed listener runs.
+    void click();
+    int listenerCount() const { return int(m_listeners.size()); }
+
+    bool failInstall = false;
+
+private:
+    Token m_next = 1;
+    std::map<Token, std::function<void()>> m_listeners;
+};
+
+// Remembers every strip it was asked for, and can click the one still open.
+class RecordingPanelView final : public PanelView
+{
+public:
+    struct Shown
+    {
+        QRectF frame;
+        QString phoneNumber;
+        std::function<void()> onClick;
+        bool closed = false;
+    };
+
+    std::unique_ptr<Panel> showPanel(const QRectF &frame, const QString &phoneNumber,
+                                     std::function<void()> onClick) override;
+
+    // The strip on screen, if any.
+    Shown *current();
+    // Clicks the open strip's button; false when none is open.
+    bool clickCurrent();
+
+    std::vector<std::shared_ptr<Shown>> shown;
+    std::function<void(const Shown &)> onShown;
+    std::function<void(const Shown &)> onClosed;
+};
+
+} // namespace dialwise

@@ -1,0 +1,129 @@
+#include "HoverButton.h"
+
+#include "CompanionTitle.h"
+
+#include <QEnterEvent>
+#include <QFontMetrics>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace dialwise {
+namespace {
+
+// Text sizes of the popup's own rows, in pixels as the popup draws them: the action reads first,
+// the number a step quieter.
+constexpr int kTitlePixelSize = 13;
+constexpr int kNumberPixelSize = 11;
+constexpr int kIconSize = 12;
+constexpr qreal kCornerRadius = 4;
+// The number is secondary text: readable, but clearly under the action.
+constexpr qreal kSecondaryAlpha = 0.55;
+constexpr qreal kHoveredSecondaryAlpha = 0.8;
+
+QFont sizedFont(const QFont &base, int pixelSize)
+{
+    QFont font = base;
+    font.setPixelSize(pixelSize);
+    return font;
+}
+
+} // namespace
+
+HoverButton::HoverButton(const QString &phoneNumber, const QString &numberText, QWidget *parent)
+    : QPushButton(parent)
+    , m_phoneNumber(phoneNumber)
+    , m_numberText(numberText)
+{
+    setFlat(true);
+    setFocusPolicy(Qt::NoFocus);
+    setAttribute(Qt::WA_Hover);
+    setCursor(Qt::PointingHandCursor);
+    setAccessibleName(QStringLiteral("Call with Dialwise"));
+    rebuildTitle(false);
+}
+
+QStringList HoverButton::titlePieces() const
+{
+    QStringList pieces{companiontitle::callText()};
+    if (!m_numberText.isEmpty())
+        pieces.append(QStringLiteral("  ") + m_numberText);
+    return pieces;
+}
+
+QIcon HoverButton::phoneIcon()
+{
+    return QIcon::fromTheme(QStringLiteral("call-start"), QIcon(QStringLiteral(":/dialwise/detection/phone.svg")));
+}
+
+void HoverButton::rebuildTitle(bool hovered)
+{
+    m_hovered = hovered;
+    if (hovered) {
+        m_primary = Qt::white;
+        m_secondary = QColor(255, 255, 255, int(255 * kHoveredSecondaryAlpha));
+        m_background = palette().color(QPalette::Highlight);
+    } else {
+        m_primary = palette().color(QPalette::WindowText);
+        m_secondary = m_primary;
+        m_secondary.setAlphaF(float(kSecondaryAlpha));
+        m_background = Qt::transparent;
+    }
+    setText(titlePieces().join(QString())); // for accessibility and size hints
+    update();
+}
+
+void HoverButton::enterEvent(QEnterEvent *event)
+{
+    QPushButton::enterEvent(event);
+    rebuildTitle(true);
+}
+
+void HoverButton::leaveEvent(QEvent *event)
+{
+    QPushButton::leaveEvent(event);
+    rebuildTitle(false);
+}
+
+void HoverButton::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (m_background.alpha() > 0) {
+        QPainterPath path;
+        path.addRoundedRect(QRectF(rect()), kCornerRadius, kCornerRadius);
+        painter.fillPath(path, m_background);
+    }
+
+    // "  " + icon + "  Call with Dialwise" + "  number", on one baseline, from the left.
+    const QFont titleFont = sizedFont(font(), kTitlePixelSize);
+    const QFont numberFont = sizedFont(font(), kNumberPixelSize);
+    const QFontMetricsF titleMetrics(titleFont);
+    qreal x = titleMetrics.horizontalAdvance(QStringLiteral("  "));
+    const qreal baseline = (height() + titleMetrics.ascent() - titleMetrics.descent()) / 2;
+
+    const QIcon icon = phoneIcon();
+    if (!icon.isNull()) {
+        const QRectF iconRect(x, (height() - kIconSize) / 2.0, kIconSize, kIconSize);
+        // Tinted to the title colour so that it turns white with the text on hover.
+        QPixmap pixmap = icon.pixmap(QSize(kIconSize, kIconSize), devicePixelRatioF());
+        QPainter tint(&pixmap);
+        tint.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        tint.fillRect(pixmap.rect(), m_primary);
+        tint.end();
+        painter.drawPixmap(iconRect, pixmap, QRectF(pixmap.rect()));
+        x += kIconSize;
+    }
+
+    const QStringList pieces = titlePieces();
+    painter.setFont(titleFont);
+    painter.setPen(m_primary);
+    painter.drawText(QPointF(x, baseline), pieces[0]);
+    x += titleMetrics.horizontalAdvance(pieces[0]);
+    if (pieces.size() > 1) {
+        painter.setFont(numberFont);
+        painter.setPen(m_secondary);
+        painter.drawText(QPointF(x, baseline), pieces[1]);
+    }
+}
+
+} // namespace dialwise

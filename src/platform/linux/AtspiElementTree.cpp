@@ -1,0 +1,452 @@
+// libatspi first: GLib headers use "signals" as a field name, which Qt defines as a macro.
+#include <atspi/atspi.h>
+
+#include "AtspiElementTree.h"
+
+#include "X11Connection.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QLoggingCategory>
+#include <QRect>
+
+namespace dialwise {
+
+Q_LOGGING_CATEGORY(lcAtspi, "dialwise.detection.atspi")
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The deepest element is reached well before this; it only stops a toolkit whose hit test
+// answers with an ancestor (or itself) from looping.
+constexpr int kMaxHitTestDepth = 32;
+
+class AtspiElement final : public Element
+{
+public:
+    AtspiElement(AtspiAccessible *accessible, bool isApplication)
+        : accessible(accessible)
+        , isApplication(isApplication)
+    {
+    }
+    ~AtspiElement() override { g_object_unref(accessible); }
+    AtspiAccessible *const accessible;
+    const bool isApplication;
+};
+
+// Takes over the reference the caller holds.
+ElementHandle wrap(AtspiAccessible *accessible, bool isApplication = false)
+{
+    if (!accessible)
+        return nullptr;
+    return std::make_shared<const AtspiElement>(accessible, isApplication);
+}
+
+AtspiAccessible *unwrap(const ElementHandle &element)
+{
+    const auto *atspi = dynamic_cast<const AtspiElement *>(element.get());
+    return atspi ? atspi->accessible : nullptr;
+}
+
+QString busNameOf(AtspiAccessible *accessible)
+{
+    const AtspiObject *object = ATSPI_OBJECT(accessible);
+    if (!object || !object->app || !object->app->bus_name)
+        return {};
+    return QString::fromUtf8(object->app->bus_name);
+}
+
+QString takeString(gchar *text)
+{
+    const QString result = text ? QString::fromUtf8(text) : QString();
+    g_free(text);
+    return result;
+}
+
+bool contains(const QRectF &rect, float x, float y)
+{
+    return x >= rect.left() && x < rect.right() && y >= rect.top() && y < rect.bottom();
+}
+
+} // namespace
+
+// One AT-SPI request against one program: refuses at once while the program is paused after a
+// time-out, and starts such a pause when the request times out.
+struct AtspiElementTree::Call
+{
+    Call(AtspiElementTree &tree, AtspiAccessible *accessible)
+        : tree(tree)
+        , busName(busNameOf(accessible))
+    {
+    }
+    ~Call() { g_clear_error(&error); }
+
+    bool refused() const
+    {
+        const auto until = tree.m_unresponsiveUntil.constFind(busName);
+        if (until == tree.m_unresponsiveUntil.constEnd())
+            return false;
+        if (Clock::now() < *until)
+            return true;
+        tree.m_unresponsiveUntil.erase(until);
+        return false;
+    }
+
+    // After the request: the code for the detector, noting a time-out. `otherwise` is the
+    // answer when libatspi reported no error (some of its calls swallow them).
+    int result(int otherwise = kSuccess)
+    {
+        // A request that took the whole time-out is the program not answering, whatever the
+        // error's wording or whether libatspi passed it on at all (some of its calls answer a
+        // time-out with an empty success). A slower answer cannot exist: the bus gives up first.
+        if (Clock::now() - started >= kCallTimeout - std::chrono::milliseconds(20)) {
+            qCDebug(lcAtspi) << busName << "did not answer in time; leaving it alone for a while"
+                             << (error ? error->message : "(no error)");
+            tree.m_unresponsiveUntil.insert(busName, Clock::now() + kUnresponsivePause);
+            return kCannotComplete;
+        }
+        if (!error)
+            return otherwise;
+        const QByteArray message(error->message ? error->message : "");
+        if (message.contains("UnknownMethod") || message.contains("UnknownProperty") ||
+            message.contains("UnknownInterface") || message.contains("No such interface") ||
+            message.contains("doesn't exist"))
+            return kAttributeUnsupported;
+        return kCannotComplete;
+    }
+
+    AtspiElementTree &tree;
+    const QString busName;
+    const Clock::time_point started = Clock::now();
+    GError *error = nullptr;
+};
+
+AtspiElementTree::AtspiElementTree(std::shared_ptr<X11Connection> x11)
+    : m_x11(std::move(x11))
+{
+    // Returns 1 when already initialised; both are fine.
+    atspi_init();
+    const int timeout = int(kCallTimeout.count());
+    // The second value applies to programs that joined the bus in the last few seconds.
+    atspi_set_timeout(timeout, timeout);
+}
+
+AtspiElementTree::~AtspiElementTree() = default;
+
+QString AtspiElementTree::roleName(const QString &atspiRoleName)
+{
+    if (atspiRoleName == QLatin1String("window") || atspiRoleName == QLatin1String("frame") ||
+        atspiRoleName == QLatin1String("dialog"))
+        return QStringLiteral("AXWindow");
+    if (atspiRoleName == QLatin1String("popup menu") || atspiRoleName == QLatin1String("menu"))
+        return QStringLiteral("AXMenu");
+    QString name = QStringLiteral("AX");
+    bool upper = true;
+    for (const QChar c : atspiRoleName) {
+        if (c == QLatin1Char(' ') || c == QLatin1Char('-') || c == QLatin1Char('_')) {
+            upper = true;
+            continue;
+        }
+        name += upper ? c.toUpper() : c;
+        upper = false;
+    }
+    return name;
+}
+
+int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value)
+{
+    value = std::monostate{};
+    AtspiAccessible *accessible = unwrap(element);
+    if (!accessible)
+        return kCannotComplete;
+    const bool isApplication = static_cast<const AtspiElement *>(element.get())->isApplication;
+    Call call(*this, accessible);
+    if (call.refused())
+        return kCannotComplete;
+
+    auto stringResult = [&](gchar *text) {
+        const QString string = takeString(text);
+        const int code = call.result();
+        if (code == kSuccess)
+            value = string;
+        return code;
+    };
+    auto childList = [&](bool showingOnly) {
+        const gint count = atspi_accessible_get_child_count(accessible, &call.error);
+        if (call.error)
+            return call.result();
+        QList<ElementHandle> children;
+        for (gint i = 0; i < count; ++i) {
+            AtspiAccessible *child = atspi_accessible_get_child_at_index(accessible, i, &call.error);
+            if (call.error)
+                return call.result();
+            if (!child)
+                continue;
+            if (showingOnly) {
+                const Clock::time_point asked = Clock::now();
+                AtspiStateSet *states = atspi_accessible_get_state_set(child);
+                const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
+                if (states)
+                    g_object_unref(states);
+                // libatspi keeps this call's errors to itself; a whole time-out spent in it is the
+                // program not answering, and the remaining children would each cost one more.
+                if (!showing && Clock::now() - asked >= kCallTimeout - std::chrono::milliseconds(20)) {
+                    g_object_unref(child);
+                    m_unresponsiveUntil.insert(call.busName, Clock::now() + kUnresponsivePause);
+                    return int(kCannotComplete);
+                }
+                if (!showing) {
+                    g_object_unref(child);
+                    continue;
+                }
+            }
+            children.append(wrap(child));
+        }
+        value = children;
+        return int(kSuccess);
+    };
+
+    if (attribute == u"AXTitle")
+        return stringResult(atspi_accessible_get_name(accessible, &call.error));
+    if (attribute == u"AXDescription")
+        return stringResult(atspi_accessible_get_description(accessible, &call.error));
+    if (attribute == u"AXRoleDescription")
+        return stringResult(atspi_accessible_get_localized_role_name(accessible, &call.error));
+    if (attribute == u"AXRole") {
+        gchar *atspiName = atspi_accessible_get_role_name(accessible, &call.error);
+        const QString name = takeString(atspiName);
+        const int code = call.result();
+        if (code == kSuccess)
+            value = roleName(name);
+        return code;
+    }
+    if (attribute == u"AXValue") {
+        AtspiText *text = atspi_accessible_get_text_iface(accessible);
+        if (!text)
+            return call.result(kAttributeUnsupported);
+        const gint count = atspi_text_get_character_count(text, &call.error);
+        QString content;
+        if (!call.error)
+            content = takeString(atspi_text_get_text(text, 0, count, &call.error));
+        g_object_unref(text);
+        const int code = call.result();
+        if (code == kSuccess)
+            value = content;
+        return code;
+    }
+    if (attribute == u"AXChildren")
+        return childList(false);
+    if (attribute == u"AXVisibleChildren")
+        return childList(true);
+    if (attribute == u"AXWindows") {
+        // An application's top-level children are its windows; other elements have none.
+        if (!isApplication && atspi_accessible_get_role(accessible, &call.error) != ATSPI_ROLE_APPLICATION)
+            return call.result(kAttributeUnsupported);
+        return childList(false);
+    }
+    if (attribute == u"AXParent") {
+        AtspiAccessible *parent = atspi_accessible_get_parent(accessible, &call.error);
+        const int code = call.result();
+        if (code != kSuccess) {
+            if (parent)
+                g_object_unref(parent);
+            return code;
+        }
+        if (!parent)
+            return kNoValue;
+        value = wrap(parent);
+        return kSuccess;
+    }
+    if (attribute == u"AXPosition" || attribute == u"AXSize") {
+        AtspiComponent *component = atspi_accessible_get_component_iface(accessible);
+        if (!component)
+            return call.result(kAttributeUnsupported);
+        AtspiRect *extents = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, &call.error);
+        g_object_unref(component);
+        const int code = call.result();
+        if (code == kSuccess && extents) {
+            if (attribute == u"AXPosition")
+                value = QPointF(extents->x, extents->y);
+            else
+                value = QSizeF(extents->width, extents->height);
+        }
+        if (extents)
+            g_free(extents);
+        if (code == kSuccess && !extents)
+            return kNoValue;
+        return code;
+    }
+    // "AXSubrole" and "AXHelp": AT-SPI 2.46 offers neither a subrole nor a help text.
+    return kAttributeUnsupported;
+}
+
+ElementHandle AtspiElementTree::applicationElement(qint64 pid)
+{
+    if (pid <= 0)
+        return nullptr;
+    AtspiAccessible *desktop = atspi_get_desktop(0);
+    if (!desktop)
+        return nullptr;
+    ElementHandle found;
+    GError *error = nullptr;
+    const gint count = atspi_accessible_get_child_count(desktop, &error);
+    g_clear_error(&error);
+    for (gint i = 0; i < count && !found; ++i) {
+        AtspiAccessible *application = atspi_accessible_get_child_at_index(desktop, i, &error);
+        g_clear_error(&error);
+        if (!application)
+            continue;
+        // Answered by the accessibility bus itself, not by the program, so a frozen program
+        // does not stall the search.
+        const guint applicationPid = atspi_accessible_get_process_id(application, &error);
+        g_clear_error(&error);
+        if (qint64(applicationPid) == pid) {
+            // Children are asked for afresh: the cached list of a program that just started can
+            // miss the popup it opened since. NOTE: the states cache must stay on; without it
+            // libatspi's handler for a state-change signal asks the program for its states inside
+            // the D-Bus dispatch and waits forever for the dispatch lock it already holds.
+            atspi_accessible_set_cache_mask(application, AtspiCache(ATSPI_CACHE_DEFAULT & ~ATSPI_CACHE_CHILDREN));
+            found = wrap(application, true);
+        }
+        else
+            g_object_unref(application);
+    }
+    g_object_unref(desktop);
+    return found;
+}
+
+int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &element)
+{
+    element = nullptr;
+    if (!m_x11)
+        return kCannotComplete;
+    // The topmost X window at the point says which program to ask.
+    const auto topLevels = m_x11->viewableTopLevels();
+    if (!topLevels)
+        return kCannotComplete;
+    const X11Connection::TopLevel *hit = nullptr;
+    for (const X11Connection::TopLevel &topLevel : *topLevels) {
+        if (contains(QRectF(topLevel.bounds), x, y)) {
+            hit = &topLevel;
+            break;
+        }
+    }
+    if (!hit)
+        return kSuccess;
+    const unsigned long client = m_x11->clientWindow(hit->window);
+    const QRect windowBounds = m_x11->rootBounds(client).value_or(hit->bounds);
+    const ElementHandle application = applicationElement(m_x11->pidOfWindow(client));
+    if (!application)
+        return kSuccess;
+
+    // The program's top-level accessible for that window: the one with the window's very
+    // rectangle, else the first showing one that contains the point.
+    AttributeValue windows;
+    int code = copyAttributeValue(application, u"AXWindows", windows);
+    if (code != kSuccess)
+        return code;
+    ElementHandle topLevel;
+    ElementHandle containing;
+    for (const ElementHandle &window : std::get<QList<ElementHandle>>(windows)) {
+        AttributeValue position, size;
+        if (copyAttributeValue(window, u"AXPosition", position) != kSuccess ||
+            copyAttributeValue(window, u"AXSize", size) != kSuccess)
+            continue;
+        const auto *origin = std::get_if<QPointF>(&position);
+        const auto *extent = std::get_if<QSizeF>(&size);
+        if (!origin || !extent)
+            continue;
+        const QRectF rect(*origin, *extent);
+        if (rect.toRect() == windowBounds) {
+            topLevel = window;
+            break;
+        }
+        if (!containing && contains(rect, x, y)) {
+            AtspiStateSet *states = atspi_accessible_get_state_set(unwrap(window));
+            if (states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING))
+                containing = window;
+            if (states)
+                g_object_unref(states);
+        }
+    }
+    if (!topLevel)
+        topLevel = containing;
+    if (!topLevel)
+        return kSuccess;
+
+    // Down through the hit tests to the deepest element.
+    ElementHandle current = topLevel;
+    for (int depth = 0; depth < kMaxHitTestDepth; ++depth) {
+        AtspiAccessible *accessible = unwrap(current);
+        Call call(*this, accessible);
+        if (call.refused())
+            return kCannotComplete;
+        AtspiComponent *component = atspi_accessible_get_component_iface(accessible);
+        if (!component) {
+            if (call.result(kAttributeUnsupported) == kCannotComplete)
+                return kCannotComplete;
+            break;
+        }
+        AtspiAccessible *deeper =
+            atspi_component_get_accessible_at_point(component, gint(x), gint(y), ATSPI_COORD_TYPE_SCREEN, &call.error);
+        g_object_unref(component);
+        code = call.result();
+        if (code != kSuccess) {
+            if (deeper)
+                g_object_unref(deeper);
+            // A failure below the top level still leaves a good answer: the deepest so far.
+            break;
+        }
+        if (!deeper)
+            break;
+        const bool same = ATSPI_OBJECT(deeper)->app == ATSPI_OBJECT(accessible)->app &&
+                          g_strcmp0(ATSPI_OBJECT(deeper)->path, ATSPI_OBJECT(accessible)->path) == 0;
+        if (same) {
+            g_object_unref(deeper);
+            break;
+        }
+        current = wrap(deeper);
+    }
+    element = current;
+    return kSuccess;
+}
+
+bool AtspiElementTree::isProcessTrusted(bool prompt)
+{
+    // The accessibility bus must answer at all: without it there are no trees to read.
+    QDBusConnection session = QDBusConnection::sessionBus();
+    if (!session.isConnected())
+        return false;
+    const int timeout = int(kCallTimeout.count()) * 4;
+    const QDBusMessage address = session.call(
+        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                       QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress")),
+        QDBus::Block, timeout);
+    if (address.type() != QDBusMessage::ReplyMessage || address.arguments().value(0).toString().isEmpty())
+        return false;
+
+    auto isEnabled = [&]() {
+        QDBusMessage get = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                                          QStringLiteral("org.freedesktop.DBus.Properties"),
+                                                          QStringLiteral("Get"));
+        get << QStringLiteral("org.a11y.Status") << QStringLiteral("IsEnabled");
+        const QDBusMessage reply = session.call(get, QDBus::Block, timeout);
+        return reply.type() == QDBusMessage::ReplyMessage &&
+               reply.arguments().value(0).value<QDBusVariant>().variant().toBool();
+    };
+    if (isEnabled())
+        return true;
+    if (!prompt)
+        return false;
+    // Toolkits watch this switch and start exposing their trees when it turns on.
+    QDBusMessage set = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                                      QStringLiteral("org.freedesktop.DBus.Properties"),
+                                                      QStringLiteral("Set"));
+    set << QStringLiteral("org.a11y.Status") << QStringLiteral("IsEnabled") << QVariant::fromValue(QDBusVariant(true));
+    session.call(set, QDBus::Block, timeout);
+    return isEnabled();
+}
+
+} // namespace dialwise

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "ElementTree.h"
+
+#include <QHash>
+#include <QString>
+
+#include <chrono>
+#include <memory>
+
+namespace dialwise {
+
+class X11Connection;
+
+// Other programs' element trees through AT-SPI 2 (libatspi), translated into the detector's
+// attribute names. Every request waits at most kCallTimeout for the other program (libatspi then
+// pings the silent program once, bounded the same way); a program that let a request time out is
+// then answered "cannot complete" at once for kUnresponsivePause, so a frozen program costs one
+// time-out per scan, not one per attribute.
+class AtspiElementTree final : public ElementTree
+{
+public:
+    // Failure codes, stable because they reach the detector's log as numbers.
+    static constexpr int kAttributeUnsupported = 1; // the element has no such attribute
+    static constexpr int kNoValue = 2;              // the attribute exists but holds nothing now
+    static constexpr int kCannotComplete = 3;       // the program did not answer, or is gone
+
+    // Long enough for a busy toolkit to answer one small request, short enough that a program
+    // that never answers costs a user no more than a blink.
+    static constexpr std::chrono::milliseconds kCallTimeout{300};
+    // Long enough to cover the rest of one click's scan attempts (1.5 s).
+    static constexpr std::chrono::milliseconds kUnresponsivePause{2000};
+
+    // x11 finds the topmost window at a point for copyElementAtPosition; null without X11.
+    explicit AtspiElementTree(std::shared_ptr<X11Connection> x11);
+    ~AtspiElementTree() override;
+
+    int copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value) override;
+    int copyElementAtPosition(float x, float y, ElementHandle &element) override;
+    ElementHandle applicationElement(qint64 pid) override;
+    bool isProcessTrusted(bool prompt) override;
+
+    // The role names the detector uses for an AT-SPI role name: window, frame and dialog are
+    // "AXWindow", popup menu and menu are "AXMenu", the rest "AX" + the name in CamelCase.
+    static QString roleName(const QString &atspiRoleName);
+
+private:
+    struct Call;
+    friend struct Call;
+    std::shared_ptr<X11Connection> m_x11;
+    // Bus names of programs that let a call time out, with when to try them again.
+    QHash<QString, std::chrono::steady_clock::time_point> m_unresponsiveUntil;
+};
+
+} // namespace dialwise

@@ -1,0 +1,29 @@
+#include "LinuxDetectionBackends.h"
+
+#include "AtspiElementTree.h"
+#include "X11ClickSource.h"
+#include "X11Connection.h"
+#include "X11Screen.h"
+#include "X11WindowList.h"
+
+namespace dialwise {
+
+LinuxDetectionBackends LinuxDetectionBackends::create()
+{
+    // Null under Wayland without XWayland; every X11 piece then answers "nothing".
+    const std::shared_ptr<X11Connection> x11 = X11Connection::open();
+    LinuxDetectionBackends backends;
+    backends.elementTree = std::make_shared<AtspiElementTree>(x11);
+    backends.windowList = std::make_shared<X11WindowList>(x11);
+    backends.screen = std::make_shared<X11Screen>(x11);
+    backends.m_x11ClickSource = std::make_shared<X11ClickSource>();
+    backends.clickSource = backends.m_x11ClickSource;
+    return backends;
+}
+
+QString LinuxDetectionBackends::clickSourceUnavailable() const
+{
+    return m_x11ClickSource ? m_x11ClickSource->lastError() : QString();
+}
+
+} // namespace dialwise

@@ -1,0 +1,384 @@
+// The phone-link detector end to end: the real `dialwise --detect-phone-links` on a private X
+// desktop with the AT-SPI bus, the Qt and GTK fixtures clicked with xdotool, a recording xdg-open
+// first on PATH standing in for the browser, geometry read back with xwininfo.
+#include "AtspiElementTree.h"
+#include "PhoneLinkFixtureProcess.h"
+#include "ShellRig.h"
+#include "X11Connection.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using dialwise::testing::PhoneLinkFixtureProcess;
+using dialwise::testing::ShellRig;
+using Toolkit = PhoneLinkFixtureProcess::Toolkit;
+
+namespace {
+
+QTemporaryDir *g_bin = nullptr;
+
+const QString kStripTitle = QStringLiteral("Call with Dialwise");
+// The fixture's number as the Google Voice provider dials it.
+const QString kDigits = QStringLiteral("15550104477");
+// Long enough for all four scan attempts of a click (the last at 1.5 s) and their log lines.
+constexpr int kScanBurstMs = 2500;
+// How long something that must not appear gets to appear anyway: a strip comes 0.3 s after a
+// click, so twice the whole scan burst is ample.
+constexpr int kAbsenceWindowMs = 2 * kScanBurstMs;
+
+QStringList openedUrls()
+{
+    QFile log(g_bin->filePath(QStringLiteral("opened.log")));
+    if (!log.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(log.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+QString logPath()
+{
+    return qEnvironmentVariable("XDG_STATE_HOME") + QStringLiteral("/Dialwise/Dialwise.log");
+}
+
+QString logText()
+{
+    QFile log(logPath());
+    if (!log.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(log.readAll());
+}
+
+bool click(const QPoint &at)
+{
+    return dialwise::testing::xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
+                                       QStringLiteral("click"), QStringLiteral("1")});
+}
+
+// The strip's window and its geometry as xwininfo reports it.
+struct Strip
+{
+    unsigned long id = 0;
+    QRect geometry;
+};
+
+std::optional<QRect> xwininfoGeometry(unsigned long id)
+{
+    QProcess xwininfo;
+    xwininfo.start(QStringLiteral("xwininfo"), {QStringLiteral("-id"), QString::number(id)});
+    xwininfo.waitForFinished(5000);
+    const QString out = QString::fromUtf8(xwininfo.readAllStandardOutput());
+    auto field = [&](const char *name) {
+        const QRegularExpression re(QString::fromLatin1(name) + QStringLiteral(R"(:\s*(-?\d+))"));
+        const QRegularExpressionMatch match = re.match(out);
+        return match.hasMatch() ? std::optional<int>(match.captured(1).toInt()) : std::nullopt;
+    };
+    const auto x = field("Absolute upper-left X"), y = field("Absolute upper-left Y");
+    const auto w = field("Width"), h = field("Height");
+    if (!x || !y || !w || !h)
+        return std::nullopt;
+    return QRect(*x, *y, *w, *h);
+}
+
+std::optional<Strip> waitForStrip(int timeoutMs)
+{
+    std::optional<Strip> strip;
+    ShellRig::waitUntil([&] {
+        const QList<unsigned long> windows = ShellRig::viewableWindowsTitled(kStripTitle);
+        if (windows.isEmpty())
+            return false;
+        const std::optional<QRect> geometry = xwininfoGeometry(windows.first());
+        if (!geometry)
+            return false;
+        strip = Strip{windows.first(), *geometry};
+        return true;
+    }, timeoutMs);
+    return strip;
+}
+
+bool stripGone(int timeoutMs)
+{
+    return ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); }, timeoutMs);
+}
+
+// The frame as the detector's log lines write it: "(90.0, 129.0, 260.0, 120.0)".
+QString logFrame(const QRect &rect)
+{
+    return QStringLiteral("(%1.0, %2.0, %3.0, %4.0)").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height());
+}
+
+QRect expectedStrip(const QRect &popup)
+{
+    // Under the popup, overlapping its lower edge by 8, as wide as it, 30 high.
+    return QRect(popup.x(), popup.y() + popup.height() - 8, popup.width(), 30);
+}
+
+class PhoneLinkDetection : public ::testing::TestWithParam<Toolkit>
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        rig = new ShellRig;
+        ASSERT_TRUE(rig->startStandIn());
+        ASSERT_TRUE(rig->startPrimary({QStringLiteral("--detect-phone-links")})) << rig->primaryErrors().toStdString();
+        // The web window would cover the fixtures; closing it only hides it.
+        for (const QString &window : rig->visibleWindows())
+            rig->closeWindow(window);
+        ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+        ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
+            << logText().toStdString() << rig->primaryErrors().toStdString();
+    }
+    static void TearDownTestSuite()
+    {
+        delete rig;
+        rig = nullptr;
+    }
+
+    void TearDown() override
+    {
+        fixture.reset();
+        // Whatever a test left on screen goes: Dialwise's windows (the Dial Number dialog too)
+        // are closed, and a click on the empty desktop removes any strip.
+        for (const QString &window : rig->visibleWindows())
+            rig->closeWindow(window);
+        const qsizetype logBefore = logText().size();
+        click(QPoint(1270, 1015));
+        stripGone(2000);
+        // That click's four scan attempts must be over before the next test's clicks.
+        ShellRig::waitUntil([&] {
+            return logText().mid(logBefore).contains(QStringLiteral("All scan attempts exhausted."));
+        }, kScanBurstMs);
+    }
+
+    void startFixture(const QStringList &arguments = {})
+    {
+        fixture = PhoneLinkFixtureProcess::start(GetParam(), arguments);
+        ASSERT_TRUE(fixture);
+    }
+
+    QRect clickNumberForPopup()
+    {
+        EXPECT_TRUE(click(fixture->numberCentre()));
+        const std::optional<QRect> popup = fixture->waitForPopup();
+        EXPECT_TRUE(popup);
+        return popup.value_or(QRect());
+    }
+
+    static ShellRig *rig;
+    std::unique_ptr<PhoneLinkFixtureProcess> fixture;
+};
+
+ShellRig *PhoneLinkDetection::rig = nullptr;
+
+TEST_P(PhoneLinkDetection, clickOnNumber_stripUnderPopup_clickCallsAndRemovesStrip)
+{
+    startFixture();
+    const qsizetype logBefore = logText().size();
+    const QRect popup = clickNumberForPopup();
+    ASSERT_EQ(popup.size(), QSize(260, 120));
+    const std::optional<dialwise::testing::XWindowListing> listed = dialwise::testing::xwininfoWindowSized(260, 120);
+    ASSERT_TRUE(listed);
+    ASSERT_EQ(listed->geometry, popup) << "fixture and xwininfo disagree about the popup";
+
+    const std::optional<Strip> strip = waitForStrip(kScanBurstMs);
+    ASSERT_TRUE(strip) << logText().mid(logBefore).toStdString() << rig->primaryErrors().right(3000).toStdString();
+    EXPECT_EQ(strip->geometry, expectedStrip(listed->geometry));
+    const QString log = logText().mid(logBefore);
+    EXPECT_TRUE(log.contains(QStringLiteral("FOUND via new-window detection: +1 (555) 010-4477 at ") + logFrame(popup)))
+        << log.toStdString();
+
+    const qsizetype openedBefore = openedUrls().size();
+    ASSERT_TRUE(click(strip->geometry.center()));
+    ASSERT_TRUE(ShellRig::waitUntil([&] { return openedUrls().size() > openedBefore; }, 5000)) << "xdg-open was not run";
+    EXPECT_EQ(openedUrls().mid(openedBefore),
+              QStringList{rig->standIn().baseUrl().toString() + ShellRig::newCallPrefix() + kDigits});
+    EXPECT_TRUE(stripGone(1000));
+}
+
+TEST_P(PhoneLinkDetection, popupCloses_stripGoneWithinASecond)
+{
+    startFixture();
+    clickNumberForPopup();
+    ASSERT_TRUE(waitForStrip(kScanBurstMs));
+    const std::optional<dialwise::testing::XWindowListing> listed = dialwise::testing::xwininfoWindowSized(260, 120);
+    ASSERT_TRUE(listed);
+    // The popup goes away without any click (as when its program closes it).
+    ASSERT_TRUE(dialwise::testing::xdotool({QStringLiteral("windowunmap"), QString::number(listed->id)}));
+    QElapsedTimer timer;
+    timer.start();
+    ASSERT_TRUE(stripGone(1000));
+    std::cout << "strip gone " << timer.elapsed() << " ms after the popup closed\n";
+}
+
+TEST_P(PhoneLinkDetection, clickElsewhere_removesStripAtOnce)
+{
+    startFixture();
+    clickNumberForPopup();
+    ASSERT_TRUE(waitForStrip(kScanBurstMs));
+    QElapsedTimer timer;
+    timer.start();
+    ASSERT_TRUE(click(QPoint(1270, 1015)));
+    // "At once": well within the first scan attempt's 0.3 s and the poll's 0.5 s.
+    EXPECT_TRUE(stripGone(250)) << "still there after " << timer.elapsed() << " ms";
+}
+
+TEST_P(PhoneLinkDetection, popupOpenBeforeClick_foundByClickPositionScan)
+{
+    startFixture({QStringLiteral("--popup-at-start")});
+    // Open before the fixture says it is ready, so read it off the X server.
+    std::optional<QRect> popup;
+    ASSERT_TRUE(ShellRig::waitUntil([&] {
+        const auto listed = dialwise::testing::xwininfoWindowSized(260, 120);
+        popup = listed ? std::optional<QRect>(listed->geometry) : std::nullopt;
+        return popup.has_value();
+    }, 5000));
+    const qsizetype logBefore = logText().size();
+    // A click inside the open popup, on one of its entries.
+    ASSERT_TRUE(click(popup->topLeft() + QPoint(130, 60)));
+    const std::optional<Strip> strip = waitForStrip(kScanBurstMs);
+    ASSERT_TRUE(strip) << logText().mid(logBefore).toStdString();
+    EXPECT_EQ(strip->geometry, expectedStrip(*popup));
+    const QString log = logText().mid(logBefore);
+    EXPECT_TRUE(log.contains(QStringLiteral("FOUND via AX-at-position: +1 (555) 010-4477 at ") + logFrame(*popup)))
+        << log.toStdString();
+    EXPECT_FALSE(log.contains(QStringLiteral("FOUND via new-window detection")));
+}
+
+TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
+{
+    startFixture({QStringLiteral("--no-number")});
+    const qsizetype logBefore = logText().size();
+    const QRect popup = clickNumberForPopup();
+    const std::optional<Strip> strip = waitForStrip(kScanBurstMs);
+    ASSERT_TRUE(strip);
+    EXPECT_EQ(strip->geometry, expectedStrip(popup));
+    EXPECT_TRUE(logText().mid(logBefore).contains(QStringLiteral(": unknown at ") + logFrame(popup)))
+        << logText().mid(logBefore).toStdString();
+
+    // The strip's button names no number: read it through Dialwise's own accessibility tree.
+    dialwise::AtspiElementTree tree(dialwise::X11Connection::open());
+    dialwise::ElementHandle button;
+    ASSERT_EQ(tree.copyElementAtPosition(float(strip->geometry.center().x()), float(strip->geometry.center().y()), button),
+              dialwise::ElementTree::kSuccess);
+    ASSERT_TRUE(button);
+    dialwise::AttributeValue title;
+    tree.copyAttributeValue(button, u"AXTitle", title);
+    ASSERT_TRUE(std::holds_alternative<QString>(title));
+    EXPECT_EQ(std::get<QString>(title).trimmed(), QStringLiteral("Call with Dialwise"));
+
+    const qsizetype openedBefore = openedUrls().size();
+    ASSERT_TRUE(click(strip->geometry.center()));
+    EXPECT_TRUE(stripGone(1000));
+    // The Dial Number dialog comes up in Dialwise; nothing is dialled.
+    bool dialogShown = ShellRig::waitUntil([&] {
+        const dialwise::ElementHandle application = tree.applicationElement(rig->primaryPid());
+        if (!application)
+            return false;
+        dialwise::AttributeValue windows;
+        tree.copyAttributeValue(application, u"AXWindows", windows);
+        const auto *list = std::get_if<QList<dialwise::ElementHandle>>(&windows);
+        if (!list)
+            return false;
+        std::function<bool(const dialwise::ElementHandle &, int)> holdsDialNumber = [&](const dialwise::ElementHandle &e, int depth) {
+            dialwise::AttributeValue name;
+            tree.copyAttributeValue(e, u"AXTitle", name);
+            if (std::holds_alternative<QString>(name) && std::get<QString>(name) == QStringLiteral("Dial Number"))
+                return true;
+            dialwise::AttributeValue children;
+            if (depth > 6 || tree.copyAttributeValue(e, u"AXVisibleChildren", children) != dialwise::ElementTree::kSuccess)
+                return false;
+            for (const auto &child : std::get<QList<dialwise::ElementHandle>>(children))
+                if (holdsDialNumber(child, depth + 1))
+                    return true;
+            return false;
+        };
+        for (const auto &window : *list)
+            if (holdsDialNumber(window, 0))
+                return true;
+        return false;
+    }, 5000);
+    EXPECT_TRUE(dialogShown) << "no \"Dial Number\" in Dialwise's windows";
+    EXPECT_EQ(openedUrls().size(), openedBefore);
+    // Escape cancels the dialog.
+    dialwise::testing::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+}
+
+TEST_P(PhoneLinkDetection, frozenProgram_handOverDuringScanServedWithinASecond)
+{
+    startFixture();
+    const qsizetype errBefore = rig->primaryErrors().size();
+    clickNumberForPopup();
+    // Freeze it with the popup up: every accessibility request to it goes unanswered.
+    fixture->freeze();
+    ASSERT_TRUE(ShellRig::waitUntil([&] {
+        return rig->primaryErrors().mid(errBefore).contains("Dialwise: --- Scan attempt 1 ---");
+    }, kScanBurstMs)) << rig->primaryErrors().mid(errBefore).toStdString();
+    const int before = int(rig->standIn().requestLines().size());
+    QElapsedTimer timer;
+    timer.start();
+    const ShellRig::Run run = rig->run(QStringList{QStringLiteral("tel:+12025550147")}, 5000);
+    const qint64 handOverMs = timer.elapsed();
+    EXPECT_TRUE(run.finished);
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_LT(handOverMs, 1000);
+    EXPECT_TRUE(rig->standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550147"), 5000, before));
+    std::cout << "hand-over during a scan of a frozen program: " << handOverMs << " ms\n";
+    // And the scans end.
+    EXPECT_TRUE(ShellRig::waitUntil([&] {
+        return rig->primaryErrors().mid(errBefore).contains("Dialwise: All scan attempts exhausted. No DD popup found.");
+    }, 2 * kScanBurstMs)) << rig->primaryErrors().mid(errBefore).toStdString();
+    fixture->thaw();
+    // The web window came up for the call; out of the way again for the next test.
+    for (const QString &window : rig->visibleWindows())
+        rig->closeWindow(window);
+}
+
+INSTANTIATE_TEST_SUITE_P(Toolkits, PhoneLinkDetection, ::testing::Values(Toolkit::qt, Toolkit::gtk),
+                         [](const ::testing::TestParamInfo<Toolkit> &info) {
+                             return PhoneLinkFixtureProcess::toolkitName(info.param).toStdString();
+                         });
+
+// Without the option nothing of the detector runs: run as a ctest of its own, on a fresh desktop.
+TEST(PhoneLinkDetectionOff, withoutOption_noClickListenerNoLog)
+{
+    ShellRig rig;
+    ASSERT_TRUE(rig.startStandIn());
+    ASSERT_TRUE(rig.startPrimary()) << rig.primaryErrors().toStdString();
+    for (const QString &window : rig.visibleWindows())
+        rig.closeWindow(window);
+    auto fixture = PhoneLinkFixtureProcess::start(Toolkit::qt);
+    ASSERT_TRUE(fixture);
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    // Bounded absence: a listening detector would have shown its strip by now.
+    EXPECT_FALSE(ShellRig::waitUntil([] { return !ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); },
+                                     kAbsenceWindowMs));
+    EXPECT_FALSE(QFile::exists(logPath()));
+    EXPECT_FALSE(rig.primaryErrors().contains("Dialwise: ")) << rig.primaryErrors().toStdString();
+    EXPECT_FALSE(QDir(qEnvironmentVariable("XDG_STATE_HOME") + QStringLiteral("/Dialwise")).exists());
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // A recording xdg-open first on PATH stands in for the user's browser.
+    QTemporaryDir bin;
+    g_bin = &bin;
+    QFile script(bin.filePath(QStringLiteral("xdg-open")));
+    if (!script.open(QIODevice::WriteOnly))
+        return 2;
+    script.write("#!/bin/sh\nprintf '%s\\n' \"$*\" >> \"" + bin.filePath(QStringLiteral("opened.log")).toUtf8() + "\"\n");
+    script.close();
+    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("PATH", bin.path().toUtf8() + ':' + qgetenv("PATH"));
+
+    QGuiApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
