@@ -71,13 +71,13 @@ unsigned long X11Connection::atom(const char *name) const
 
 std::int32_t X11Connection::pidOfWindow(unsigned long window) const
 {
-    XResClientIdSpec spec;
-    spec.client = window;
-    spec.mask = XRES_CLIENT_ID_PID_MASK;
+    XResClientIdSpec clientQuery;
+    clientQuery.client = window;
+    clientQuery.mask = XRES_CLIENT_ID_PID_MASK;
     long count = 0;
     XResClientIdValue *values = nullptr;
     std::int32_t pid = 0;
-    if (XResQueryClientIds(m_display, 1, &spec, &count, &values) == Success) {
+    if (XResQueryClientIds(m_display, 1, &clientQuery, &count, &values) == Success) {
         for (long i = 0; i < count && pid <= 0; ++i) {
             if (XResGetClientIdType(&values[i]) == XRES_CLIENT_ID_PID)
                 pid = XResGetClientPid(&values[i]);
