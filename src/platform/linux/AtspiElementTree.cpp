@@ -94,19 +94,31 @@ struct AtspiElementTree::Call
         return false;
     }
 
-    // After the request: the code for the detector, noting a time-out. `otherwise` is the
-    // answer when libatspi reported no error (some of its calls swallow them).
-    int result(int otherwise = kSuccess)
+    // Runs one libatspi request to the program. One that took the whole time-out is the program
+    // not answering, whatever the error's wording or whether libatspi passed it on at all (some
+    // of its calls answer a time-out with an empty success): the program is then left alone for
+    // a while, or every later request of the scan would wait the whole time-out again. A slower
+    // answer cannot exist: the bus gives up first.
+    template <typename Request>
+    auto ask(Request &&request)
     {
-        // A request that took the whole time-out is the program not answering, whatever the
-        // error's wording or whether libatspi passed it on at all (some of its calls answer a
-        // time-out with an empty success). A slower answer cannot exist: the bus gives up first.
-        if (Clock::now() - started >= kCallTimeout - std::chrono::milliseconds(20)) {
+        const Clock::time_point asked = Clock::now();
+        auto answer = request();
+        if (!timedOut && Clock::now() - asked >= kCallTimeout - std::chrono::milliseconds(20)) {
+            timedOut = true;
             qCDebug(lcAtspi) << busName << "did not answer in time; leaving it alone for a while"
                              << (error ? error->message : "(no error)");
             tree.m_unresponsiveUntil.insert(busName, Clock::now() + kUnresponsivePause);
-            return kCannotComplete;
         }
+        return answer;
+    }
+
+    // After the requests: the code for the detector. `otherwise` is the answer when libatspi
+    // reported no error (some of its calls swallow them).
+    int result(int otherwise = kSuccess) const
+    {
+        if (timedOut)
+            return kCannotComplete;
         if (!error)
             return otherwise;
         const QByteArray message(error->message ? error->message : "");
@@ -119,7 +131,7 @@ struct AtspiElementTree::Call
 
     AtspiElementTree &tree;
     const QString busName;
-    const Clock::time_point started = Clock::now();
+    bool timedOut = false;
     GError *error = nullptr;
 };
 
@@ -174,28 +186,26 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         return code;
     };
     auto childList = [&](bool showingOnly) {
-        const gint count = atspi_accessible_get_child_count(accessible, &call.error);
+        const gint count = call.ask([&] { return atspi_accessible_get_child_count(accessible, &call.error); });
         if (call.error)
             return call.result();
         QList<ElementHandle> children;
-        for (gint i = 0; i < count; ++i) {
-            AtspiAccessible *child = atspi_accessible_get_child_at_index(accessible, i, &call.error);
+        for (gint i = 0; i < count && !call.timedOut; ++i) {
+            AtspiAccessible *child = call.ask([&] { return atspi_accessible_get_child_at_index(accessible, i, &call.error); });
             if (call.error)
                 return call.result();
             if (!child)
                 continue;
             if (showingOnly) {
-                const Clock::time_point asked = Clock::now();
-                AtspiStateSet *states = atspi_accessible_get_state_set(child);
+                AtspiStateSet *states = call.ask([&] { return atspi_accessible_get_state_set(child); });
                 const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
                 if (states)
                     g_object_unref(states);
-                // libatspi keeps this call's errors to itself; a whole time-out spent in it is the
-                // program not answering, and the remaining children would each cost one more.
-                if (!showing && Clock::now() - asked >= kCallTimeout - std::chrono::milliseconds(20)) {
+                // libatspi keeps this request's errors to itself; a time-out is all there is to
+                // go by, and the remaining children would each cost one more.
+                if (call.timedOut) {
                     g_object_unref(child);
-                    m_unresponsiveUntil.insert(call.busName, Clock::now() + kUnresponsivePause);
-                    return int(kCannotComplete);
+                    return call.result();
                 }
                 if (!showing) {
                     g_object_unref(child);
@@ -204,18 +214,20 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
             }
             children.append(wrap(child));
         }
-        value = children;
-        return int(kSuccess);
+        const int code = call.result();
+        if (code == kSuccess)
+            value = children;
+        return code;
     };
 
     if (attribute == u"AXTitle")
-        return stringResult(atspi_accessible_get_name(accessible, &call.error));
+        return stringResult(call.ask([&] { return atspi_accessible_get_name(accessible, &call.error); }));
     if (attribute == u"AXDescription")
-        return stringResult(atspi_accessible_get_description(accessible, &call.error));
+        return stringResult(call.ask([&] { return atspi_accessible_get_description(accessible, &call.error); }));
     if (attribute == u"AXRoleDescription")
-        return stringResult(atspi_accessible_get_localized_role_name(accessible, &call.error));
+        return stringResult(call.ask([&] { return atspi_accessible_get_localized_role_name(accessible, &call.error); }));
     if (attribute == u"AXRole") {
-        gchar *atspiName = atspi_accessible_get_role_name(accessible, &call.error);
+        gchar *atspiName = call.ask([&] { return atspi_accessible_get_role_name(accessible, &call.error); });
         const QString name = takeString(atspiName);
         const int code = call.result();
         if (code == kSuccess)
@@ -223,13 +235,13 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         return code;
     }
     if (attribute == u"AXValue") {
-        AtspiText *text = atspi_accessible_get_text_iface(accessible);
+        AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
         if (!text)
             return call.result(kAttributeUnsupported);
-        const gint count = atspi_text_get_character_count(text, &call.error);
+        const gint count = call.ask([&] { return atspi_text_get_character_count(text, &call.error); });
         QString content;
         if (!call.error)
-            content = takeString(atspi_text_get_text(text, 0, count, &call.error));
+            content = takeString(call.ask([&] { return atspi_text_get_text(text, 0, count, &call.error); }));
         g_object_unref(text);
         const int code = call.result();
         if (code == kSuccess)
@@ -242,12 +254,12 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         return childList(true);
     if (attribute == u"AXWindows") {
         // An application's top-level children are its windows; other elements have none.
-        if (!isApplication && atspi_accessible_get_role(accessible, &call.error) != ATSPI_ROLE_APPLICATION)
+        if (!isApplication && call.ask([&] { return atspi_accessible_get_role(accessible, &call.error); }) != ATSPI_ROLE_APPLICATION)
             return call.result(kAttributeUnsupported);
         return childList(false);
     }
     if (attribute == u"AXParent") {
-        AtspiAccessible *parent = atspi_accessible_get_parent(accessible, &call.error);
+        AtspiAccessible *parent = call.ask([&] { return atspi_accessible_get_parent(accessible, &call.error); });
         const int code = call.result();
         if (code != kSuccess) {
             if (parent)
@@ -260,10 +272,10 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         return kSuccess;
     }
     if (attribute == u"AXPosition" || attribute == u"AXSize") {
-        AtspiComponent *component = atspi_accessible_get_component_iface(accessible);
+        AtspiComponent *component = call.ask([&] { return atspi_accessible_get_component_iface(accessible); });
         if (!component)
             return call.result(kAttributeUnsupported);
-        AtspiRect *extents = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, &call.error);
+        AtspiRect *extents = call.ask([&] { return atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, &call.error); });
         g_object_unref(component);
         const int code = call.result();
         if (code == kSuccess && extents) {
@@ -364,11 +376,17 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
             break;
         }
         if (!containing && contains(rect, x, y)) {
-            AtspiStateSet *states = atspi_accessible_get_state_set(unwrap(window));
-            if (states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING))
-                containing = window;
+            Call call(*this, unwrap(window));
+            if (call.refused())
+                return kCannotComplete;
+            AtspiStateSet *states = call.ask([&] { return atspi_accessible_get_state_set(unwrap(window)); });
+            const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
             if (states)
                 g_object_unref(states);
+            if (call.result() != kSuccess)
+                return kCannotComplete;
+            if (showing)
+                containing = window;
         }
     }
     if (!topLevel)
@@ -383,14 +401,14 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         Call call(*this, accessible);
         if (call.refused())
             return kCannotComplete;
-        AtspiComponent *component = atspi_accessible_get_component_iface(accessible);
+        AtspiComponent *component = call.ask([&] { return atspi_accessible_get_component_iface(accessible); });
         if (!component) {
             if (call.result(kAttributeUnsupported) == kCannotComplete)
                 return kCannotComplete;
             break;
         }
         AtspiAccessible *deeper =
-            atspi_component_get_accessible_at_point(component, gint(x), gint(y), ATSPI_COORD_TYPE_SCREEN, &call.error);
+            call.ask([&] { return atspi_component_get_accessible_at_point(component, gint(x), gint(y), ATSPI_COORD_TYPE_SCREEN, &call.error); });
         g_object_unref(component);
         code = call.result();
         if (code != kSuccess) {

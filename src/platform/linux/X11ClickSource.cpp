@@ -4,11 +4,13 @@
 
 #include <QLoggingCategory>
 #include <QPointer>
+
 #include <QSocketNotifier>
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
 
+#include <ctime>
 #include <unistd.h>
 
 namespace dialwise {
@@ -108,6 +110,7 @@ void X11ClickSource::readEvents()
     // hears of those again, so go round until the queue is empty.
     while (self && m_connection == connection && XPending(display) > 0) {
         int presses = 0;
+        Time lastPress = 0;
         while (XEventsQueued(display, QueuedAlready) > 0) {
             XEvent event;
             XNextEvent(display, &event);
@@ -116,8 +119,10 @@ void X11ClickSource::readEvents()
                 continue;
             if (cookie->evtype == XI_RawButtonPress) {
                 const auto *raw = static_cast<const XIRawEvent *>(cookie->data);
-                if (raw->detail == 1)
+                if (raw->detail == 1) {
                     ++presses;
+                    lastPress = raw->time;
+                }
             }
             XFreeEventData(display, cookie);
         }
@@ -126,6 +131,12 @@ void X11ClickSource::readEvents()
                 qCDebug(lcClicks) << "press on one of our own windows, not reported";
                 continue;
             }
+            // The server stamps events with its monotonic clock in milliseconds, as ours counts.
+            timespec now{};
+            clock_gettime(CLOCK_MONOTONIC, &now);
+            qCDebug(lcClicks) << "press reported"
+                              << quint32(quint64(now.tv_sec) * 1000 + quint64(now.tv_nsec) / 1000000 - lastPress)
+                              << "ms after the server saw it";
             // Copy: a handler may add or remove listeners.
             const auto handlers = m_handlers;
             for (const auto &[token, handler] : handlers) {
