@@ -204,6 +204,28 @@ TEST_P(LinuxDetectionBackends, elementTree_readsPopupTextsRolesAndFrames)
     EXPECT_EQ(tree->copyAttributeValue(faceTime, u"AXNoSuchThing", value), AtspiElementTree::kAttributeUnsupported);
 }
 
+TEST_P(LinuxDetectionBackends, elementTree_windowsAreListedFrontToBack)
+{
+    // The popup was made after the main window, so AT-SPI alone lists it second; it is in front.
+    const QRect popup = openPopup();
+    ASSERT_TRUE(popupWindow(popup));
+    const ElementHandle application = tree->applicationElement(fixture->pid());
+    ASSERT_TRUE(application);
+    const QList<ElementHandle> windows = elements(*tree, application, u"AXWindows");
+    ASSERT_GE(windows.size(), 2);
+    EXPECT_EQ(frame(*tree, windows.first()).toRect(), popup);
+
+    // Closed again, it falls behind the main window, which is now the frontmost on screen.
+    const QPoint away = fixture->numberCentre() + QPoint(300, 200);
+    ASSERT_TRUE(dialwise::testing::xdotool({QStringLiteral("mousemove"), QString::number(away.x()),
+                                            QString::number(away.y()), QStringLiteral("click"), QStringLiteral("1")}));
+    ASSERT_TRUE(fixture->waitForPopupClosed());
+    ASSERT_TRUE(waitUntil([&] {
+        const QList<ElementHandle> now = elements(*tree, application, u"AXWindows");
+        return !now.isEmpty() && frame(*tree, now.first()).toRect() != popup;
+    }));
+}
+
 TEST_P(LinuxDetectionBackends, elementTree_visibleChildrenAreTheShowingOnes)
 {
     const QRect popup = openPopup();

@@ -11,6 +11,8 @@
 #include <QLoggingCategory>
 #include <QRect>
 
+#include <algorithm>
+
 namespace dialwise {
 
 Q_LOGGING_CATEGORY(lcAtspi, "dialwise.detection.atspi")
@@ -256,7 +258,10 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         // An application's top-level children are its windows; other elements have none.
         if (!isApplication && call.ask([&] { return atspi_accessible_get_role(accessible, &call.error); }) != ATSPI_ROLE_APPLICATION)
             return call.result(kAttributeUnsupported);
-        return childList(false);
+        const int code = childList(false);
+        if (code == kSuccess)
+            orderFrontToBack(std::get<QList<ElementHandle>>(value));
+        return code;
     }
     if (attribute == u"AXParent") {
         AtspiAccessible *parent = call.ask([&] { return atspi_accessible_get_parent(accessible, &call.error); });
@@ -292,6 +297,46 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
     }
     // "AXSubrole" and "AXHelp": AT-SPI 2.46 offers neither a subrole nor a help text.
     return kAttributeUnsupported;
+}
+
+void AtspiElementTree::orderFrontToBack(QList<ElementHandle> &windows)
+{
+    // AT-SPI lists a program's windows in the order they were made, so a popup opened over a big
+    // main window comes after it, and whoever walks the list reads the whole main window first.
+    // Window lists are meant front to back: the X stacking order says which is in front. Each
+    // accessible window is matched to the X window with its very rectangle; windows that are not
+    // on screen keep their order behind the others.
+    if (!m_x11 || windows.size() < 2)
+        return;
+    const auto topLevels = m_x11->viewableTopLevels();
+    if (!topLevels)
+        return;
+    QList<QRect> stacked; // front to back
+    stacked.reserve(qsizetype(topLevels->size()));
+    for (const X11Connection::TopLevel &topLevel : *topLevels)
+        stacked.append(m_x11->rootBounds(m_x11->clientWindow(topLevel.window)).value_or(topLevel.bounds));
+
+    QList<std::pair<qsizetype, ElementHandle>> ranked;
+    ranked.reserve(windows.size());
+    for (const ElementHandle &window : std::as_const(windows)) {
+        qsizetype rank = stacked.size();
+        AttributeValue position, size;
+        if (copyAttributeValue(window, u"AXPosition", position) == kSuccess &&
+            copyAttributeValue(window, u"AXSize", size) == kSuccess) {
+            const auto *origin = std::get_if<QPointF>(&position);
+            const auto *extent = std::get_if<QSizeF>(&size);
+            if (origin && extent) {
+                const qsizetype found = stacked.indexOf(QRectF(*origin, *extent).toRect());
+                if (found >= 0)
+                    rank = found;
+            }
+        }
+        ranked.append({rank, window});
+    }
+    std::stable_sort(ranked.begin(), ranked.end(),
+                     [](const auto &a, const auto &b) { return a.first < b.first; });
+    for (qsizetype i = 0; i < ranked.size(); ++i)
+        windows[i] = ranked[i].second;
 }
 
 ElementHandle AtspiElementTree::applicationElement(qint64 pid)

@@ -46,6 +46,7 @@ public:
 
 private:
     struct Call;
+    void orderFrontToBack(QList<ElementHandle> &windows);
     friend struct Call;
     std::shared_ptr<X11Connection> m_x11;
     // Bus names of programs that let a call time out, with when to try them again.
