@@ -108,7 +108,7 @@ struct AtspiElementTree::Call
         auto answer = request();
         if (!timedOut && Clock::now() - asked >= kCallTimeout - std::chrono::milliseconds(20)) {
             timedOut = true;
-            qCDebug(lcAtspi) << busName << "did not answer in time; leaving it alone for a while"
+            qCDebug(lcAtspi) << busName << "did not answer" << what << "in time; leaving it alone for a while"
                              << (error ? error->message : "(no error)");
             tree.m_unresponsiveUntil.insert(busName, Clock::now() + kUnresponsivePause);
         }
@@ -134,6 +134,7 @@ struct AtspiElementTree::Call
     AtspiElementTree &tree;
     const QString busName;
     bool timedOut = false;
+    QStringView what; // for the log: the attribute or request asked for
     GError *error = nullptr;
 };
 
@@ -179,6 +180,7 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
     Call call(*this, accessible);
     if (call.refused())
         return kCannotComplete;
+    call.what = attribute;
 
     auto stringResult = [&](gchar *text) {
         const QString string = takeString(text);

@@ -2,7 +2,6 @@
 
 #include "X11Connection.h"
 
-#include <QLoggingCategory>
 #include <QVariantMap>
 
 #include <algorithm>
@@ -11,8 +10,6 @@
 #include <X11/Xlib.h>
 
 namespace dialwise {
-
-Q_LOGGING_CATEGORY(lcWindows, "dialwise.detection.windows")
 
 namespace {
 
@@ -97,12 +94,6 @@ std::optional<QList<WindowInfo>> X11WindowList::onScreenWindows()
                                   {QStringLiteral("Width"), double(bounds.width())},
                                   {QStringLiteral("Height"), double(bounds.height())}};
         windows.append(info);
-    }
-    if (lcWindows().isDebugEnabled()) {
-        QStringList listed;
-        for (const WindowInfo &window : windows)
-            listed << QString::number(window.number.toUInt(), 16);
-        qCDebug(lcWindows) << "on screen:" << listed.join(u' ');
     }
     return windows;
 }
