@@ -33,6 +33,13 @@ struct ProcessInfo
     // Anonymous memory (heap, stacks): unlike PSS and private pages it does not change when another
     // program maps the same libraries, so it is what shows growth.
     double anonMiB = 0;
+    // PSS split by what backs the pages. Libraries and other mapped files move with whatever else
+    // maps them (another program starting shares them, and this process's share drops); anonymous
+    // pages and shared memory (Chromium's buffers between processes) are this tree's own.
+    double pssAnonMiB = 0;
+    double pssFileMiB = 0;
+    double pssShmemMiB = 0;
+    double ownPssMiB() const { return pssAnonMiB + pssShmemMiB; }
     int threads = 0;
     int fds = 0;
 };
@@ -135,6 +142,12 @@ inline ProcessInfo processInfo(pid_t pid)
             info.rssMiB = kib(4);
         else if (line.startsWith("Anonymous:"))
             info.anonMiB = kib(10);
+        else if (line.startsWith("Pss_Anon:"))
+            info.pssAnonMiB = kib(9);
+        else if (line.startsWith("Pss_File:"))
+            info.pssFileMiB = kib(9);
+        else if (line.startsWith("Pss_Shmem:"))
+            info.pssShmemMiB = kib(10);
     }
     info.threads = int(QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
     info.fds = int(QDir(QStringLiteral("/proc/%1/fd").arg(pid)).entryList(QDir::Files | QDir::System | QDir::NoDotAndDotDot).size());
@@ -146,6 +159,7 @@ struct TreeTotals
     QList<ProcessInfo> processes;
     double pssMiB = 0;
     double anonMiB = 0;
+    double ownPssMiB = 0; // PSS without mapped files: anonymous and shared memory
     int threads = 0;
     int fds = 0;
 };
@@ -158,6 +172,7 @@ inline TreeTotals treeTotals(pid_t root)
         totals.processes.append(info);
         totals.pssMiB += info.pssMiB;
         totals.anonMiB += info.anonMiB;
+        totals.ownPssMiB += info.ownPssMiB();
         totals.threads += info.threads;
         totals.fds += info.fds;
     }

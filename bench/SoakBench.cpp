@@ -1,7 +1,9 @@
 // A long day compressed: against one running Dialwise on the stand-in web app, thousands of
 // hand-overs, the window closed to the tray and shown again, the render process killed, and the
 // page reloading itself; memory (PSS), threads and open file descriptors of the whole process
-// tree are taken before and after. Every hand-over must reach the web app as its new-call
+// tree are taken before and after. Each reading comes after the page's garbage has been collected
+// (V8 started with --expose-gc, the page calls gc()), so it shows what is kept, not where in its
+// collection cycle the renderer happened to be. Every hand-over must reach the web app as its new-call
 // address, the window must come back each time, the page after each renderer kill.
 // Run inside tests/run-in-desktop.
 //   SoakBench [hand-overs 2000] [show/hide cycles 200] [renderer kills 20] [reloads 100] [minutes 30]
@@ -29,6 +31,11 @@ constexpr int kSettleMs = 5000;
 constexpr char kReloadDigits[] = "19995550000";
 // How often memory is read during the hand-overs.
 constexpr int kSampleEvery = 250;
+// Readings dial this prefix and a four-digit count (a new address each time, so the page loads
+// even when the window still shows the previous reading): the stand-in page shown for it collects
+// its garbage and reports.
+constexpr char kCollectPrefix[] = "1999556";
+constexpr char kCollectedPath[] = "/soak-collected";
 
 struct Phase
 {
@@ -41,11 +48,15 @@ struct Phase
 
 void printTotals(const char *what, const TreeTotals &totals)
 {
-    std::printf("%s: PSS %.1f MiB, anonymous %.1f MiB, %d threads, %d open fds, %lld processes\n", what, totals.pssMiB,
-                totals.anonMiB, totals.threads, totals.fds, static_cast<long long>(totals.processes.size()));
+    std::printf("%s: PSS %.1f MiB (without mapped files %.1f MiB), anonymous %.1f MiB, %d threads, %d open fds, "
+                "%lld processes\n",
+                what, totals.pssMiB, totals.ownPssMiB, totals.anonMiB, totals.threads, totals.fds,
+                static_cast<long long>(totals.processes.size()));
     for (const ProcessInfo &process : totals.processes)
-        std::printf("  %-28s PSS %7.1f MiB  anon %7.1f MiB  threads %3d  fds %3d\n", qPrintable(process.label),
-                    process.pssMiB, process.anonMiB, process.threads, process.fds);
+        std::printf("  %-28s PSS %7.1f MiB (anon %6.1f, file %6.1f, shmem %5.1f)  anonymous %6.1f MiB  threads %3d  "
+                    "fds %3d\n",
+                    qPrintable(process.label), process.pssMiB, process.pssAnonMiB, process.pssFileMiB,
+                    process.pssShmemMiB, process.anonMiB, process.threads, process.fds);
     std::fflush(stdout);
 }
 
@@ -68,6 +79,9 @@ QString windowId()
 
 int main(int argc, char **argv)
 {
+    // Lets the stand-in page collect its garbage before each reading. Dialwise appends its own
+    // switches to these.
+    qputenv("QTWEBENGINE_CHROMIUM_FLAGS", qgetenv("QTWEBENGINE_CHROMIUM_FLAGS") + " --js-flags=--expose-gc");
     QCoreApplication app(argc, argv);
     const QStringList arguments = app.arguments().mid(1);
     auto count = [&](int index, int fallback) { return arguments.size() > index ? arguments[index].toInt() : fallback; };
@@ -86,6 +100,46 @@ int main(int argc, char **argv)
     QElapsedTimer clock;
     int series = 0; // keeps every hand-over's number unique across rounds
 
+    // A reading: a call to the collecting number, whose page runs the garbage collector twice (the
+    // second pass takes what the first one's finalisers let go) and then asks for kCollectedPath;
+    // then the usual settle. "no-gc" in that request means V8 did not get --expose-gc.
+    int readings = 0;
+    int uncollected = 0;
+    auto collectedReading = [&]() -> TreeTotals {
+        ++readings;
+        const QString calls = QString::fromLatin1(dialwise::voice::kCallsPath);
+        rig.standIn().setPage(calls,
+                              "<!DOCTYPE html><html><head><title>Voice stand-in</title></head><body>"
+                              "<div data-upgrade-banner>Upgrade banner</div><h1 id=\"where\">collecting</h1><script>"
+                              "if (location.search.indexOf('" + QByteArray(kCollectPrefix) + "') >= 0) {"
+                              " addEventListener('load', function() { setTimeout(function() {"
+                              "  var how = typeof gc === 'function' ? 'gc' : 'no-gc';"
+                              "  if (how === 'gc') gc();"
+                              "  setTimeout(function() { if (how === 'gc') gc();"
+                              "   fetch('" + QByteArray(kCollectedPath) + "?" + QByteArray::number(readings) + "-' + how); }, 200);"
+                              " }, 200); }); }"
+                              "</script></body></html>");
+        const int from = int(rig.standIn().requestLines().size());
+        const QByteArray digits = kCollectPrefix + QByteArray::number(readings).rightJustified(4, '0');
+        const pid_t pid = rig.startProcess({ShellRig::program().toLocal8Bit(), "tel:+" + digits});
+        const QString reported = QString::fromLatin1(kCollectedPath) + QLatin1Char('?') + QString::number(readings);
+        QString seen;
+        rig.standIn().waitForTarget(
+            [&](const QString &target) {
+                if (target.startsWith(reported + QLatin1Char('-')))
+                    seen = target;
+                return !seen.isEmpty();
+            },
+            kStepMs, from);
+        const bool collected = seen == reported + QLatin1String("-gc");
+        ShellRig::waitProcess(pid, kStepMs);
+        rig.standIn().removePage(calls);
+        if (!collected)
+            ++uncollected;
+        ShellRig::pump(kSettleMs);
+        return treeTotals(dialwise);
+    };
+
     // Hand-overs: `dialwise tel:+1...` must exit 0 and its new-call address must be requested.
     auto runHandovers = [&](Phase &phase) {
         clock.start();
@@ -101,11 +155,11 @@ int main(int argc, char **argv)
                 ++phase.failed;
             // Memory along the way: a leak keeps climbing, a cache levels off.
             if ((phase.done + 1) % kSampleEvery == 0) {
-                const TreeTotals now = treeTotals(dialwise);
-                std::printf("  after %4d %s: PSS %.1f MiB, anonymous %.1f MiB (", phase.done + 1, phase.name, now.pssMiB,
-                            now.anonMiB);
+                const TreeTotals now = collectedReading();
+                std::printf("  after %4d %s: PSS %.1f MiB, without mapped files %.1f MiB, anonymous %.1f MiB (",
+                            phase.done + 1, phase.name, now.pssMiB, now.ownPssMiB, now.anonMiB);
                 for (const ProcessInfo &process : now.processes)
-                    std::printf(" %s %.1f", qPrintable(process.label), process.anonMiB);
+                    std::printf(" %s %.1f/%.1f", qPrintable(process.label), process.ownPssMiB(), process.anonMiB);
                 std::printf(" )\n");
                 std::fflush(stdout);
             }
@@ -195,21 +249,23 @@ int main(int argc, char **argv)
     runReloads(warmReloads);
     Phase warmLastCall{"warm-up closing hand-over", 1};
     runHandovers(warmLastCall);
-    ShellRig::pump(kSettleMs);
-    const TreeTotals before = treeTotals(dialwise);
+    const TreeTotals before = collectedReading();
     printTotals("before (after the warm-up)", before);
 
+    // Each phase ends with a reading, so growth can be put down to what caused it.
     runHandovers(handovers);
+    printTotals("after the hand-overs", collectedReading());
     runShowHides(showHides);
+    printTotals("after the show/hide cycles", collectedReading());
     runKills(kills);
+    printTotals("after the renderer kills", collectedReading());
     runReloads(reloads);
     // Ends as the warm-up ended: a call placed, its ordinary page shown.
     Phase lastCall{"closing hand-over", 1};
     runHandovers(lastCall);
 
-    ShellRig::pump(kSettleMs);
     const bool alive = rig.primaryRunning();
-    const TreeTotals after = alive ? treeTotals(dialwise) : TreeTotals{};
+    const TreeTotals after = alive ? collectedReading() : TreeTotals{};
     printTotals("after", after);
 
     bool pass = alive;
@@ -219,10 +275,14 @@ int main(int argc, char **argv)
                     phase.seconds);
         pass = pass && phase.done == phase.wanted && phase.failed == 0;
     }
+    // A reading taken in the middle of a collection cycle says little, so it counts as a failure.
+    pass = pass && uncollected == 0;
     auto growth = [](double a, double b) { return a > 0 ? 100.0 * (b - a) / a : 0.0; };
-    std::printf("growth: PSS %+.1f %% (%.1f -> %.1f MiB), anonymous %+.1f %% (%.1f -> %.1f MiB), threads %+.1f %% (%d -> %d), "
+    std::printf("readings: %d, %d of them without a confirmed garbage collection\n", readings, uncollected);
+    std::printf("growth: PSS without mapped files %+.1f %% (%.1f -> %.1f MiB), PSS %+.1f %% (%.1f -> %.1f MiB), anonymous %+.1f %% (%.1f -> %.1f MiB), threads %+.1f %% (%d -> %d), "
                 "fds %+.1f %% (%d -> %d)\n",
-                growth(before.pssMiB, after.pssMiB), before.pssMiB, after.pssMiB, growth(before.anonMiB, after.anonMiB),
+                growth(before.ownPssMiB, after.ownPssMiB), before.ownPssMiB, after.ownPssMiB, growth(before.pssMiB, after.pssMiB),
+                before.pssMiB, after.pssMiB, growth(before.anonMiB, after.anonMiB),
                 before.anonMiB, after.anonMiB, growth(before.threads, after.threads), before.threads, after.threads,
                 growth(before.fds, after.fds), before.fds, after.fds);
     std::printf("Dialwise %s; %s\n", alive ? "still running" : "GONE", pass ? "no failure" : "FAILURES");
