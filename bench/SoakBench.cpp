@@ -7,6 +7,7 @@
 // address, the window must come back each time, the page after each renderer kill.
 // Run inside tests/run-in-desktop.
 //   SoakBench [hand-overs 2000] [show/hide cycles 200] [renderer kills 20] [reloads 100] [minutes 30]
+//             [warm-up hand-overs 300]
 #include "ProcessTree.h"
 #include "ShellRig.h"
 #include "VoiceAddress.h"
@@ -15,6 +16,7 @@
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 
@@ -25,8 +27,14 @@ namespace {
 
 constexpr int kStartMs = 60000;
 constexpr int kStepMs = 20000; // any single step; a healthy one takes well under a second
-// Before each memory reading: lets the last load, paint and favicon fetch end.
+// Before each memory reading: lets the last load, paint and favicon fetch end. Then the reading
+// waits for memory to come to rest: V8 and Chromium's allocator give pages back some seconds after
+// a burst of work, not at once, so a reading taken too early depends on how long ago the last
+// call was. At rest = the tree's own memory moved less than kRestMiB over kRestStepMs.
 constexpr int kSettleMs = 5000;
+constexpr int kRestStepMs = 2000;
+constexpr double kRestMiB = 0.25;
+constexpr int kRestLimitMs = 40000;
 // A number no other phase dials: the stand-in page reloads itself while it is shown.
 constexpr char kReloadDigits[] = "19995550000";
 // How often memory is read during the hand-overs.
@@ -36,6 +44,8 @@ constexpr int kSampleEvery = 250;
 // its garbage and reports.
 constexpr char kCollectPrefix[] = "1999556";
 constexpr char kCollectedPath[] = "/soak-collected";
+// Collections the reading's page runs, half a second apart.
+constexpr int kCollectPasses = 4;
 
 struct Phase
 {
@@ -112,12 +122,13 @@ int main(int argc, char **argv)
                               "<!DOCTYPE html><html><head><title>Voice stand-in</title></head><body>"
                               "<div data-upgrade-banner>Upgrade banner</div><h1 id=\"where\">collecting</h1><script>"
                               "if (location.search.indexOf('" + QByteArray(kCollectPrefix) + "') >= 0) {"
-                              " addEventListener('load', function() { setTimeout(function() {"
-                              "  var how = typeof gc === 'function' ? 'gc' : 'no-gc';"
-                              "  if (how === 'gc') gc();"
-                              "  setTimeout(function() { if (how === 'gc') gc();"
-                              "   fetch('" + QByteArray(kCollectedPath) + "?" + QByteArray::number(readings) + "-' + how); }, 200);"
-                              " }, 200); }); }"
+                              " addEventListener('load', function() {"
+                              "  var how = typeof gc === 'function' ? 'gc' : 'no-gc', passes = 0;"
+                              "  (function collect() {"
+                              "   if (how === 'gc') gc();"
+                              "   if (++passes < " + QByteArray::number(kCollectPasses) + ") setTimeout(collect, 500);"
+                              "   else fetch('" + QByteArray(kCollectedPath) + "?" + QByteArray::number(readings) + "-' + how);"
+                              "  })(); }); }"
                               "</script></body></html>");
         const int from = int(rig.standIn().requestLines().size());
         const QByteArray digits = kCollectPrefix + QByteArray::number(readings).rightJustified(4, '0');
@@ -137,7 +148,19 @@ int main(int argc, char **argv)
         if (!collected)
             ++uncollected;
         ShellRig::pump(kSettleMs);
-        return treeTotals(dialwise);
+        QElapsedTimer resting;
+        resting.start();
+        TreeTotals now = treeTotals(dialwise);
+        for (;;) {
+            ShellRig::pump(kRestStepMs);
+            const TreeTotals next = treeTotals(dialwise);
+            const bool still = std::abs(next.ownPssMiB - now.ownPssMiB) < kRestMiB;
+            now = next;
+            if (still || resting.elapsed() >= kRestLimitMs)
+                break;
+        }
+        std::printf("  (reading %d at rest after %.0f s more)\n", readings, resting.elapsed() / 1000.0);
+        return now;
     };
 
     // Hand-overs: `dialwise tel:+1...` must exit 0 and its new-call address must be requested.
@@ -228,49 +251,61 @@ int main(int argc, char **argv)
                 count += target == reloadTarget ? 1 : 0;
             return count - 1; // the first request is the call itself
         };
-        const int budgetMs = int(std::min<qint64>(deadline.remainingTime(), qint64(kStepMs) * (phase.wanted + 1)));
-        ShellRig::waitUntil([&] { return seen() >= phase.wanted; }, budgetMs);
+        // Waits while the chain goes on: a reload that has not come kStepMs after the one before
+        // is a stalled chain, not a slow one.
+        for (int last = -2; seen() < phase.wanted && !deadline.hasExpired();) {
+            const int now = seen();
+            if (now == last)
+                break;
+            last = now;
+            ShellRig::waitUntil([&] { return seen() != now || seen() >= phase.wanted; }, kStepMs);
+        }
         phase.done = std::max(0, seen());
         phase.failed = phase.wanted - phase.done;
+        if (phase.failed > 0) {
+            const QStringList targets = rig.standIn().requestTargets().mid(from);
+            std::printf("  reloads stopped after %d; the stand-in saw %lld requests since: %s\n", phase.done,
+                        static_cast<long long>(targets.size()), qPrintable(targets.mid(std::max<qsizetype>(0, targets.size() - 6)).join(u' ')));
+        }
         phase.seconds = clock.elapsed() / 1000.0;
         // The next call's page must not reload.
         rig.standIn().removePage(QString::fromLatin1(dialwise::voice::kCallsPath));
     };
 
-    // A warm-up round, not counted: the first hand-over, show, renderer and reload each grow
-    // caches once (V8's heap, fonts, Chromium's pools); a leak is what grows after that.
-    Phase warmHandovers{"warm-up hand-overs", 20};
-    Phase warmShowHides{"warm-up show/hide", 2};
+    // A warm-up round, not counted. A new render process keeps more after each of its first few
+    // hundred calls (V8's and Blink's caches, Chromium's allocator pools) and then stays level, and
+    // the window's back/forward list fills to its cap of 50; a leak is what grows after that. The
+    // renderer is killed first so the one measured has had its warm-up hand-overs.
+    const TreeTotals atStart = collectedReading();
+    printTotals("at start", atStart);
     Phase warmKills{"warm-up kills", 1};
+    Phase warmShowHides{"warm-up show/hide", 2};
     Phase warmReloads{"warm-up reloads", 2};
-    runHandovers(warmHandovers);
-    runShowHides(warmShowHides);
+    Phase warmHandovers{"warm-up hand-overs", count(5, 300)};
     runKills(warmKills);
+    runShowHides(warmShowHides);
     runReloads(warmReloads);
-    Phase warmLastCall{"warm-up closing hand-over", 1};
-    runHandovers(warmLastCall);
+    runHandovers(warmHandovers);
     const TreeTotals before = collectedReading();
     printTotals("before (after the warm-up)", before);
 
-    // Each phase ends with a reading, so growth can be put down to what caused it.
-    runHandovers(handovers);
-    printTotals("after the hand-overs", collectedReading());
-    runShowHides(showHides);
-    printTotals("after the show/hide cycles", collectedReading());
+    // Each phase ends with a reading, so growth can be put down to what caused it. The same order
+    // as the warm-up: the renderer read at the end has, like the one read before, been through
+    // hand-overs since it started.
     runKills(kills);
     printTotals("after the renderer kills", collectedReading());
+    runShowHides(showHides);
+    printTotals("after the show/hide cycles", collectedReading());
     runReloads(reloads);
-    // Ends as the warm-up ended: a call placed, its ordinary page shown.
-    Phase lastCall{"closing hand-over", 1};
-    runHandovers(lastCall);
+    printTotals("after the reloads", collectedReading());
+    runHandovers(handovers);
 
     const bool alive = rig.primaryRunning();
     const TreeTotals after = alive ? collectedReading() : TreeTotals{};
-    printTotals("after", after);
+    printTotals("after (the hand-overs last)", after);
 
     bool pass = alive;
-    for (const Phase &phase : {warmHandovers, warmShowHides, warmKills, warmReloads, warmLastCall, handovers, showHides,
-                               kills, reloads, lastCall}) {
+    for (const Phase &phase : {warmKills, warmShowHides, warmReloads, warmHandovers, kills, showHides, reloads, handovers}) {
         std::printf("%-18s %5d of %5d done, %d failed, %.1f s\n", phase.name, phase.done, phase.wanted, phase.failed,
                     phase.seconds);
         pass = pass && phase.done == phase.wanted && phase.failed == 0;
@@ -285,6 +320,10 @@ int main(int argc, char **argv)
                 before.pssMiB, after.pssMiB, growth(before.anonMiB, after.anonMiB),
                 before.anonMiB, after.anonMiB, growth(before.threads, after.threads), before.threads, after.threads,
                 growth(before.fds, after.fds), before.fds, after.fds);
+    std::printf("growth from the very start (warm-up included): PSS without mapped files %+.1f %% (%.1f -> %.1f MiB), "
+                "PSS %+.1f %% (%.1f -> %.1f MiB)\n",
+                growth(atStart.ownPssMiB, after.ownPssMiB), atStart.ownPssMiB, after.ownPssMiB,
+                growth(atStart.pssMiB, after.pssMiB), atStart.pssMiB, after.pssMiB);
     std::printf("Dialwise %s; %s\n", alive ? "still running" : "GONE", pass ? "no failure" : "FAILURES");
     if (!alive)
         std::printf("its stderr:\n%s\n", rig.primaryErrors().constData());
