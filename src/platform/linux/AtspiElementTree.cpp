@@ -106,10 +106,12 @@ struct AtspiElementTree::Call
     {
         const Clock::time_point asked = Clock::now();
         auto answer = request();
-        if (!timedOut && Clock::now() - asked >= kCallTimeout - std::chrono::milliseconds(20)) {
+        const auto took = Clock::now() - asked;
+        if (!timedOut && took >= kCallTimeout - std::chrono::milliseconds(20)) {
             timedOut = true;
-            qCDebug(lcAtspi) << busName << "did not answer" << what << "in time; leaving it alone for a while"
-                             << (error ? error->message : "(no error)");
+            qCDebug(lcAtspi) << busName << "did not answer" << what << "in"
+                             << std::chrono::duration_cast<std::chrono::milliseconds>(took).count()
+                             << "ms; leaving it alone for a while" << (error ? error->message : "(no error)");
             tree.m_unresponsiveUntil.insert(busName, Clock::now() + kUnresponsivePause);
         }
         return answer;
