@@ -15,7 +15,7 @@
 
 namespace dialwise {
 
-Q_LOGGING_CATEGORY(lcAtspi, "dialwise.detection.atspi")
+Q_LOGGING_CATEGORY(lcAtspi, "dialwise.detection.atspi", QtInfoMsg)
 
 namespace {
 
@@ -394,13 +394,19 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
             break;
         }
     }
-    if (!hit)
+    if (!hit) {
+        qCDebug(lcAtspi) << "element at" << x << y << ": no X window there";
         return kSuccess;
+    }
     const unsigned long client = m_x11->clientWindow(hit->window);
     const QRect windowBounds = m_x11->rootBounds(client).value_or(hit->bounds);
-    const ElementHandle application = applicationElement(m_x11->pidOfWindow(client));
-    if (!application)
+    const qint64 pid = m_x11->pidOfWindow(client);
+    const ElementHandle application = applicationElement(pid);
+    if (!application) {
+        qCDebug(lcAtspi) << "element at" << x << y << ": window" << Qt::hex << client << Qt::dec << "of pid" << pid
+                         << "has no application on the accessibility bus";
         return kSuccess;
+    }
 
     // The program's top-level accessible for that window: the one with the window's very
     // rectangle, else the first showing one that contains the point.
@@ -410,6 +416,7 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         return code;
     ElementHandle topLevel;
     ElementHandle containing;
+    QList<QRect> seen; // for the debug line
     for (const ElementHandle &window : std::get<QList<ElementHandle>>(windows)) {
         AttributeValue position, size;
         if (copyAttributeValue(window, u"AXPosition", position) != kSuccess ||
@@ -420,6 +427,8 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         if (!origin || !extent)
             continue;
         const QRectF rect(*origin, *extent);
+        if (lcAtspi().isDebugEnabled())
+            seen << rect.toRect();
         if (rect.toRect() == windowBounds) {
             topLevel = window;
             break;
@@ -440,8 +449,12 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
     }
     if (!topLevel)
         topLevel = containing;
-    if (!topLevel)
+    if (!topLevel) {
+        qCDebug(lcAtspi) << "element at" << x << y << ": none of pid" << pid << "'s"
+                         << std::get<QList<ElementHandle>>(windows).size() << "windows is at" << windowBounds
+                         << "or showing there; their extents:" << seen;
         return kSuccess;
+    }
 
     // Down through the hit tests to the deepest element.
     ElementHandle current = topLevel;

@@ -15,7 +15,7 @@
 
 namespace dialwise {
 
-Q_LOGGING_CATEGORY(lcClicks, "dialwise.detection.clicks")
+Q_LOGGING_CATEGORY(lcClicks, "dialwise.detection.clicks", QtInfoMsg)
 
 X11ClickSource::X11ClickSource() = default;
 
