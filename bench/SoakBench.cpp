@@ -110,9 +110,10 @@ int main(int argc, char **argv)
     QElapsedTimer clock;
     int series = 0; // keeps every hand-over's number unique across rounds
 
-    // A reading: a call to the collecting number, whose page runs the garbage collector twice (the
-    // second pass takes what the first one's finalisers let go) and then asks for kCollectedPath;
-    // then the usual settle. "no-gc" in that request means V8 did not get --expose-gc.
+    // A reading: a call to a collecting number, whose page runs the garbage collector kCollectPasses
+    // times (a later pass takes what an earlier one's finalisers let go) and then asks for
+    // kCollectedPath; then the settle and the wait for rest. "no-gc" in that request means V8 did
+    // not get --expose-gc.
     int readings = 0;
     int uncollected = 0;
     auto collectedReading = [&]() -> TreeTotals {
@@ -273,8 +274,9 @@ int main(int argc, char **argv)
     };
 
     // A warm-up round, not counted. A new render process keeps more after each of its first few
-    // hundred calls (V8's and Blink's caches, Chromium's allocator pools) and then stays level, and
-    // the window's back/forward list fills to its cap of 50; a leak is what grows after that. The
+    // hundred calls (V8's and Blink's caches, Chromium's allocator pools) and then stays level, as
+    // the main process does once the window's back/forward list is full (50 entries); a leak is
+    // what grows after that. The
     // renderer is killed first so the one measured has had its warm-up hand-overs.
     const TreeTotals atStart = collectedReading();
     printTotals("at start", atStart);

@@ -416,7 +416,6 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         return code;
     ElementHandle topLevel;
     ElementHandle containing;
-    QList<QRect> seen; // for the debug line
     for (const ElementHandle &window : std::get<QList<ElementHandle>>(windows)) {
         AttributeValue position, size;
         if (copyAttributeValue(window, u"AXPosition", position) != kSuccess ||
@@ -427,8 +426,6 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         if (!origin || !extent)
             continue;
         const QRectF rect(*origin, *extent);
-        if (lcAtspi().isDebugEnabled())
-            seen << rect.toRect();
         if (rect.toRect() == windowBounds) {
             topLevel = window;
             break;
@@ -452,7 +449,7 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
     if (!topLevel) {
         qCDebug(lcAtspi) << "element at" << x << y << ": none of pid" << pid << "'s"
                          << std::get<QList<ElementHandle>>(windows).size() << "windows is at" << windowBounds
-                         << "or showing there; their extents:" << seen;
+                         << "or showing there";
         return kSuccess;
     }
 
