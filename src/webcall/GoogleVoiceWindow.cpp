@@ -12,6 +12,7 @@
 #include "WindowActivation.h"
 
 #include <QCloseEvent>
+
 #include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QGuiApplication>
@@ -31,6 +32,8 @@
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
 #include <QWebEngineView>
+
+#include <cmath>
 
 Q_LOGGING_CATEGORY(lcWebCall, "dialwise.webcall")
 
@@ -61,6 +64,17 @@ constexpr int kCallWidth = 60;
 
 constexpr int kFieldPointSize = 14;
 constexpr int kCallPointSize = 13;
+// The field's frame (stylesheet below): border and padding on each side.
+constexpr int kFieldBorder = 1;
+constexpr int kFieldPadding = 6;
+// QLineEdit keeps this much between its contents rectangle and the text on either side.
+constexpr int kLineEditTextInset = 2;
+// The spinner turns over the field's right end; the field's text stops this far short of the
+// padding so that nothing typed, and no placeholder, ever runs under it.
+constexpr int kSpinnerReserve = 18;
+// Smallest the field's font gets while making room for its longest placeholder: still easily
+// read, and only reached with very large desktop text.
+constexpr qreal kMinFieldPointSize = 8.0;
 
 const QString kPlaceholder = QStringLiteral("Enter phone number...");
 const QString kInvalidPlaceholder = QStringLiteral("Invalid number, try again...");
@@ -86,6 +100,31 @@ QFont phoneFieldFont()
     QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     fixed.setPointSize(kFieldPointSize);
     return fixed;
+}
+
+// The width the field's text has at the window's default size.
+int defaultFieldTextWidth()
+{
+    const int field = kWindowWidth - (kEdgeMargin + kNavigationWidth + kNavigationGap + kNavigationWidth + kFieldGap)
+        - (kCallGap + kCallWidth + kEdgeMargin);
+    return field - 2 * (kFieldBorder + kFieldPadding + kLineEditTextInset) - kSpinnerReserve;
+}
+
+// The field's placeholder is how an invalid entry is reported, so it must be read whole: the
+// font steps down from its design size, half a point at a time, until the longer placeholder
+// fits at the default window size. With the desktop's usual text size that is a little under
+// the design size; with larger desktop text (up to 1.25x and beyond) it stays about as many
+// pixels high as there.
+QFont fittedToPlaceholder(QFont font, const QString &placeholder)
+{
+    const int available = defaultFieldTextWidth();
+    for (qreal size = font.pointSizeF(); size >= kMinFieldPointSize; size -= 0.5) {
+        font.setPointSizeF(size);
+        if (std::ceil(QFontMetricsF(font).horizontalAdvance(placeholder)) <= available)
+            return font;
+    }
+    font.setPointSizeF(kMinFieldPointSize);
+    return font;
 }
 
 QIcon navigationIcon(const QString &themeName)
@@ -166,11 +205,14 @@ void GoogleVoiceWindow::setupUI()
 
     m_phoneField = new QLineEdit(m_toolbar);
     m_phoneField->setPlaceholderText(kPlaceholder);
-    m_phoneField->setFont(phoneFieldFont());
+    m_phoneField->setFont(fittedToPlaceholder(phoneFieldFont(), kInvalidPlaceholder));
     m_phoneField->setAccessibleName(QStringLiteral("Phone number"));
-    m_phoneField->setStyleSheet(QStringLiteral("QLineEdit { background: white; border: 1px solid #c8c8c8; "
-                                               "border-radius: 6px; padding: 0 6px; }"
-                                               "QLineEdit:focus { border-color: #4a90d9; }"));
+    m_phoneField->setStyleSheet(QStringLiteral("QLineEdit { background: white; border: %1px solid #c8c8c8; "
+                                               "border-radius: 6px; padding: 0 %2px; }"
+                                               "QLineEdit:focus { border-color: #4a90d9; }")
+                                    .arg(kFieldBorder)
+                                    .arg(kFieldPadding));
+    m_phoneField->setTextMargins(0, 0, kSpinnerReserve, 0);
     connect(m_phoneField, &QLineEdit::returnPressed, this, &GoogleVoiceWindow::callNumber);
     new CursorBlinkTimeout(m_phoneField);
 
@@ -253,9 +295,12 @@ void GoogleVoiceWindow::layoutToolbar()
     m_forwardButton->setGeometry(forward);
     m_phoneField->setGeometry(field);
     m_callButton->setGeometry(call);
+    // The spinner's right edge is the field's; it draws left of the field's border and padding
+    // (its right margin), so the border stays whole and so does the spinner.
+    m_spinner->setContentsMargins(0, 0, kFieldBorder + kFieldPadding, 0);
     const QSize spin = m_spinner->sizeHint();
-    m_spinner->setGeometry(call.left() - kCallGap - spin.width(), (kToolbarHeight - spin.height()) / 2, spin.width(),
-                           spin.height());
+    m_spinner->setFixedSize(spin);
+    m_spinner->move(call.left() - kCallGap - spin.width(), (kToolbarHeight - spin.height()) / 2);
 }
 
 void GoogleVoiceWindow::loadGoogleVoice()

@@ -17,7 +17,7 @@ constexpr int kSide = 16;
 Spinner::Spinner(QWidget *parent)
     : QWidget(parent)
 {
-    setFixedSize(kSide, kSide);
+    setFixedSize(sizeHint());
     setAttribute(Qt::WA_TransparentForMouseEvents);
     m_timer.setInterval(kStepMs);
     connect(&m_timer, &QTimer::timeout, this, [this] {
@@ -56,15 +56,19 @@ void Spinner::hideEvent(QHideEvent *event)
 
 QSize Spinner::sizeHint() const
 {
-    return QSize(kSide, kSide);
+    const QMargins margins = contentsMargins();
+    return QSize(kSide + margins.left() + margins.right(), kSide + margins.top() + margins.bottom());
 }
 
 void Spinner::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.translate(width() / 2.0, height() / 2.0);
-    const qreal outer = std::min(width(), height()) / 2.0 - 1.0;
+    // Drawn in the contents rectangle: its margins are where it lies over something else (the
+    // phone field's border) that must stay visible.
+    const QRectF area = contentsRect();
+    painter.translate(area.center());
+    const qreal outer = std::min(area.width(), area.height()) / 2.0 - 1.0;
     const qreal inner = outer * 0.45;
     QColor colour = palette().color(QPalette::WindowText);
     for (int i = 0; i < kSpokes; ++i) {

@@ -23,6 +23,7 @@ public:
     // Whether its timer runs: animating and visible.
     bool isTicking() const { return m_timer.isActive(); }
 
+    // The drawn square plus the contents margins; it is drawn inside contentsRect().
     QSize sizeHint() const override;
 
 protected:
