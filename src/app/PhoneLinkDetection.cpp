@@ -7,6 +7,7 @@
 #include "LinuxDetectionBackends.h"
 #include "QtScheduler.h"
 #include "X11ClickSource.h"
+#include "SettingValues.h"
 #include "SettingsStore.h"
 
 #include <QLoggingCategory>
@@ -19,9 +20,7 @@ bool wanted(const LaunchRequest &request, const SettingsStore &settings)
 {
     if (request.detectPhoneLinks)
         return true;
-    // QSettings reads a hand-written "true" back as text; "1" is what some editors write.
-    const std::optional<QString> value = settings.stringValue(QString::fromLatin1(kSettingKey));
-    return value && (value->compare(u"true", Qt::CaseInsensitive) == 0 || *value == u"1");
+    return settings::booleanValue(settings, QString::fromLatin1(kSettingKey), false);
 }
 
 DetectorPlatform platform(const CallManager &callManager)

@@ -38,6 +38,8 @@ const WantedRow kWantedRows[] = {
     {"SettingTrue_On", false, "true", true},
     {"SettingTrueCapitalised_On", false, "True", true},
     {"SettingOne_On", false, "1", true},
+    {"SettingYes_On", false, "yes", true},
+    {"SettingOff_Off", false, "OFF", false},
     {"SettingFalse_Off", false, "false", false},
     {"SettingOther_Off", false, "yes please", false},
     {"OptionBeatsFalseSetting_On", true, "false", true},
