@@ -6,6 +6,7 @@
 #include "GoogleVoiceWindow.h"
 #include "InboundRequests.h"
 #include "IntakeLimits.h"
+#include "LinuxDesktopServices.h"
 #include "SchemeRegistration.h"
 #include "TrayMenuModel.h"
 #include "X11SelectionReader.h"
@@ -57,6 +58,8 @@ AppDelegate::~AppDelegate()
 std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const LaunchRequest &startRequest)
 {
     m_gvWindow = new GoogleVoiceWindow(m_callManager, m_scheduler);
+    // Its close only hides it; watched here for what the person should be told about that.
+    m_gvWindow->installEventFilter(this);
     setupMenuBar();
     registerAsURLHandler();
     registerServices();
@@ -80,6 +83,9 @@ std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const L
             if (failure)
                 Q_EMIT startRequestFailed(*failure);
         });
+        break;
+    case LaunchRequest::Kind::quit:
+        // Never carried by a start: the launcher does not start Dialwise only to end it.
         break;
     }
 
@@ -210,6 +216,10 @@ void AppDelegate::updateMenu()
 
 bool AppDelegate::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_gvWindow && event->type() == QEvent::Close) {
+        windowClosing();
+        return QObject::eventFilter(watched, event);
+    }
     auto *menu = qobject_cast<QMenu *>(watched);
     if (!menu || event->type() != QEvent::KeyPress)
         return QObject::eventFilter(watched, event);
@@ -225,6 +235,15 @@ bool AppDelegate::eventFilter(QObject *watched, QEvent *event)
         }
     }
     return QObject::eventFilter(watched, event);
+}
+
+void AppDelegate::windowClosing()
+{
+    // Asked at each close rather than at start: a panel may come or go during the session.
+    if (!m_hiddenNotice.shouldPost(QSystemTrayIcon::isSystemTrayAvailable()))
+        return;
+    postDesktopNotification(QDBusConnection::sessionBus(), QString::fromLatin1(HiddenWindowNotice::kSummary),
+                            QString::fromLatin1(HiddenWindowNotice::kBody));
 }
 
 void AppDelegate::callFromHistory(QAction *item)

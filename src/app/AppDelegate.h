@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HiddenWindowNotice.h"
 #include "InboundHandler.h"
 #include "LaunchRequest.h"
 
@@ -55,6 +56,7 @@ Q_SIGNALS:
 
 private:
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void windowClosing();
     void setupMenuBar();
     void updateMenu();
     void registerAsURLHandler();
@@ -67,6 +69,7 @@ private:
     Scheduler &m_scheduler;
     GoogleVoiceWindow *m_gvWindow = nullptr;
     QPointer<QMenu> m_menu;
+    HiddenWindowNotice m_hiddenNotice;
     QObject *m_exported = nullptr;
 };
 

@@ -9,6 +9,9 @@ namespace dialwise {
 
 // The arguments of `dialwise`, parsed without a QCoreApplication so that answering --help or
 // handing a link to the running instance costs no more than it must.
+//
+// Every argument is either used or refused: an unknown option, a value the option does not take
+// or an argument left over is a usage error that names it, never silently dropped.
 struct CommandLine
 {
     enum class Action {
@@ -18,6 +21,7 @@ struct CommandLine
         explain, // print what would be dialled for `text`
         autostart, // query, write or remove the login entry (`autostart`), exit 0 or 1
         replayDetector, // play the scenario file `replayScenario` through the phone-link detector
+        quit,    // ask the running Dialwise to end (request.kind is quit); never starts one
         usageError, // print "dialwise: " + error on stderr, exit kUsageExitCode
     };
 
@@ -35,8 +39,12 @@ struct CommandLine
     bool operator==(const CommandLine &) const = default;
 
     // arguments: argv without the program name. Everything not starting with "-" is a link;
-    // "--" ends the options so that a link may start with "-".
+    // "--" ends the options so that a link may start with "-". An option that takes a value
+    // takes the next argument, whatever it is, or the text after "=" ("--call-text=555 0100").
     static CommandLine parse(const QStringList &arguments);
+    // Every option parse() knows, as spelled on the command line; helpText() names each of them
+    // in its usage lines.
+    static QStringList optionNames();
     static QString helpText();
     static QString versionText();
 };

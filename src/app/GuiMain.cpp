@@ -10,6 +10,7 @@
 #include "LinuxDesktopServices.h"
 #include "PhoneLinkDetection.h"
 #include "QSettingsStore.h"
+#include "QuietStart.h"
 #include "QtScheduler.h"
 #include "RendererSetup.h"
 #include "RequestForwarder.h"
@@ -47,6 +48,8 @@ int forwardToWinner(const dialwise::LaunchRequest &request)
 extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc, char **argv,
                                                                         const dialwise::LaunchRequest *request)
 {
+    // First, so that every line of the start goes through it.
+    dialwise::quietstart::install();
     // Chromium will not start its sandbox as root; running Dialwise as root is the user's call.
     if (geteuid() == 0 && !qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX"))
         qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");

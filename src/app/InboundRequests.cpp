@@ -18,6 +18,11 @@ std::optional<QString> dialable(std::optional<QString> number)
     return number;
 }
 
+bool isAsciiLetter(QChar c)
+{
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
+
 } // namespace
 
 std::optional<RequestFailure> InboundRequests::checkOpen(const QStringList &uris)
@@ -54,6 +59,30 @@ InboundAction InboundRequests::forText(const std::optional<QString> &text)
     if (std::optional<QString> normalized = dialable(phone::normalize(*text)))
         return InboundAction::call(*normalized);
     return InboundAction::reject(RequestFailure::noNumber);
+}
+
+QString InboundRequests::schemeOf(QStringView link)
+{
+    // RFC 3986: a letter, then letters, digits, "+", "-" or "."; then ":". Leading blanks go, as
+    // normalisation drops them too.
+    const QStringView text = link.trimmed();
+    const qsizetype colon = text.indexOf(u':');
+    if (colon < 1 || !isAsciiLetter(text[0]))
+        return {};
+    for (qsizetype i = 1; i < colon; ++i) {
+        const QChar c = text[i];
+        if (!isAsciiLetter(c) && !(c >= u'0' && c <= u'9') && c != u'+' && c != u'-' && c != u'.')
+            return {};
+    }
+    return text.left(colon).toString().toLower();
+}
+
+LinkOutcome InboundRequests::linkOutcome(QStringView link)
+{
+    const QString scheme = schemeOf(link);
+    if (!scheme.isEmpty() && scheme != u"tel" && scheme != u"callto" && scheme != u"dialwise")
+        return LinkOutcome::otherScheme;
+    return forUrl(link).kind == InboundAction::Kind::call ? LinkOutcome::call : LinkOutcome::noNumber;
 }
 
 std::optional<QString> InboundRequests::numberItem(QStringView text)

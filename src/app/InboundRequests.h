@@ -31,6 +31,14 @@ struct InboundAction
     bool operator==(const InboundAction &) const = default;
 };
 
+// What a link given on the command line will come to, told to the person before it is handed
+// over: the running Dialwise itself drops links without a number silently.
+enum class LinkOutcome {
+    call,        // a number is in it
+    noNumber,    // tel:, callto:, dialwise: or no scheme at all, but no number
+    otherScheme, // mailto:, https:, ...: not a phone link, never handed over
+};
+
 class InboundRequests final
 {
 public:
@@ -46,6 +54,12 @@ public:
     // text did arrive, it just holds no number.
     // Text over 64 Ki characters is refused as tooLarge, unread.
     static InboundAction forText(const std::optional<QString> &text);
+
+    // The schemes Dialwise calls: tel:, callto: and dialwise:, any letter case. Text with no
+    // scheme (a bare "555 0100") is normalised like a link and counts as handled.
+    static LinkOutcome linkOutcome(QStringView link);
+    // The link's scheme, lower-cased, or an empty string when it has none.
+    static QString schemeOf(QStringView link);
 
     // Why an Open is too large to look at (more than 100 links, or one link over 64 Ki
     // characters), or no value when its links may be handled one by one.

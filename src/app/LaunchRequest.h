@@ -14,6 +14,7 @@ struct LaunchRequest
         openUris,      // positional arguments: tel:, callto:, dialwise: links, in order
         callText,      // --call-text TEXT: call the number found in the text
         callSelection, // --call-selection: call the number in the X11 primary selection
+        quit,          // --quit: end the running Dialwise; never starts one
     };
 
     Kind kind = Kind::activate;

@@ -8,6 +8,7 @@
 #include "Explain.h"
 #include "FailureReport.h"
 #include "GuiEntry.h"
+#include "InboundRequests.h"
 #include "ReplayEntry.h"
 #include "RequestForwarder.h"
 #include "VoiceAddress.h"
@@ -17,6 +18,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <dlfcn.h>
 #include <limits.h>
 #include <stdlib.h>
@@ -28,8 +30,66 @@ namespace {
 int explainCommand(const QString &text)
 {
     const dialwise::Explanation explanation = dialwise::explain(text, dialwise::voice::baseUrlFromEnvironment());
+    if (!explanation.dialable) {
+        // Asked at a terminal: the answer goes there, never to the desktop.
+        dialwise::printText(QStringLiteral("dialwise: No valid phone number found\n"), stderr);
+        return 1;
+    }
     dialwise::printText(explanation.text, stdout);
-    return explanation.dialable ? 0 : 1;
+    return 0;
+}
+
+// A quit never starts Dialwise: with none running there is nothing to end.
+int quitCommand(const dialwise::LaunchRequest &request)
+{
+    QString busError;
+    switch (dialwise::forwardAndReport(request, &busError)) {
+    case dialwise::Handover::delivered:
+        return 0;
+    case dialwise::Handover::failed:
+        return 1;
+    case dialwise::Handover::noInstance:
+        dialwise::printText(QStringLiteral("Dialwise is not running\n"), stdout);
+        return 0;
+    case dialwise::Handover::noBus:
+        break;
+    }
+    dialwise::printFailure(QStringLiteral("no D-Bus session bus to reach Dialwise on: ") + busError);
+    return 1;
+}
+
+// Long enough to recognise a link in a message, short enough to keep the message one line.
+QString shownLink(const QString &link)
+{
+    constexpr qsizetype kShownChars = 80;
+    return link.size() <= kShownChars ? link : link.left(kShownChars - 1) + QChar(0x2026);
+}
+
+// The links of a command, looked at before they are handed over: Dialwise itself drops a link
+// without a number silently (the desktop has nobody to tell), but a person at a terminal is told
+// why nothing happens. Returns the exit status when the launch stops here.
+std::optional<int> checkLinks(const QStringList &links)
+{
+    // Oversized requests are the running Dialwise's to refuse, in its own words.
+    if (dialwise::InboundRequests::checkOpen(links))
+        return std::nullopt;
+    for (const QString &link : links) {
+        if (dialwise::InboundRequests::linkOutcome(link) == dialwise::LinkOutcome::otherScheme) {
+            dialwise::reportFailure(QStringLiteral("%1 is not a phone link: Dialwise calls tel:, callto: and dialwise: links")
+                                        .arg(shownLink(link)));
+            return 1;
+        }
+    }
+    bool anyNumber = false;
+    for (const QString &link : links) {
+        if (dialwise::InboundRequests::linkOutcome(link) == dialwise::LinkOutcome::call)
+            anyNumber = true;
+        else
+            dialwise::printText(QStringLiteral("dialwise: No valid phone number found in %1\n").arg(shownLink(link)), stderr);
+    }
+    if (!anyNumber)
+        return 1;
+    return std::nullopt;
 }
 
 // The login entry starts this very program, wherever it is installed (or built).
@@ -159,11 +219,18 @@ int main(int argc, char **argv)
         return autostartCommand(line.autostart);
     case dialwise::CommandLine::Action::replayDetector:
         return replayDetectorCommand(line.replayScenario);
+    case dialwise::CommandLine::Action::quit:
+        return quitCommand(line.request);
     case dialwise::CommandLine::Action::usageError:
-        dialwise::printFailure(line.error);
+        // Wrong arguments are only ever typed: no notification for them.
+        dialwise::printText(QStringLiteral("dialwise: ") + line.error + u'\n', stderr);
         return dialwise::CommandLine::kUsageExitCode;
     case dialwise::CommandLine::Action::run:
         break;
+    }
+    if (line.request.kind == dialwise::LaunchRequest::Kind::openUris) {
+        if (const std::optional<int> status = checkLinks(line.request.uris))
+            return *status;
     }
 
     switch (dialwise::forwardAndReport(line.request)) {

@@ -68,6 +68,11 @@ RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
         interface = QString::fromLatin1(bus::kCallsInterface);
         method = QStringLiteral("CallSelection");
         break;
+    case LaunchRequest::Kind::quit:
+        // The tray menu's Quit, as a desktop would ask for it.
+        method = QStringLiteral("ActivateAction");
+        arguments = {QStringLiteral("quit"), BusMethodCaller::EmptyVariantArray{}, BusMethodCaller::EmptyDictionary{}};
+        break;
     }
 
     const QDeadlineTimer grace(m_startupGrace);
@@ -113,6 +118,14 @@ Handover forwardAndReport(const LaunchRequest &request, QString *busError)
     if (printFailure(result.error))
         bus->notify(QStringLiteral("Dialwise"), result.error);
     return Handover::failed;
+}
+
+void reportFailure(const QString &error)
+{
+    if (!printFailure(error))
+        return;
+    if (std::unique_ptr<SessionBusClient> bus = SessionBusClient::connect(nullptr))
+        bus->notify(QStringLiteral("Dialwise"), error);
 }
 
 } // namespace dialwise

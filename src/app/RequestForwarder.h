@@ -54,4 +54,8 @@ enum class Handover {
 // it as a desktop notification when nobody reads stderr.
 Handover forwardAndReport(const LaunchRequest &request, QString *busError = nullptr);
 
+// Reports a failure the launcher found on its own the same way: stderr, and a desktop
+// notification when nobody reads stderr (and a bus is there to carry it).
+void reportFailure(const QString &error);
+
 } // namespace dialwise

@@ -70,11 +70,9 @@ const ExplainRow kExplainRows[] = {
      u"dial digits: 12025550123\n"
      u"address: https://voice.google.com/u/0/calls?a=nc,%2B12025550123\n",
      0},
-    {"Words_NoNumber", u"hello", std::nullopt,
-     u"normalised: (none)\n"
-     u"dial digits: (none)\n"
-     u"address: (none)\n",
-     1},
+    // No number: nothing on stdout, the reason on stderr.
+    {"Words_NoNumber", u"hello", std::nullopt, u"", 1},
+    {"TwoWords_NoNumber", u"hello there", std::nullopt, u"", 1},
     {"LocalBase_AddressUsesIt", u"(202) 555-0123", "http://127.0.0.1:9",
      u"normalised: 2025550123\n"
      u"display: (202) 555-0123\n"
@@ -105,11 +103,7 @@ const ExplainRow kExplainRows[] = {
      u"dial digits: 1\uFF15\uFF15\uFF15\uFF11\uFF12\uFF13\uFF14\uFF15\uFF16\uFF17\n"
      u"address: (none)\n",
      0},
-    {"SixDigits_NoNumber", u"123456", std::nullopt,
-     u"normalised: (none)\n"
-     u"dial digits: (none)\n"
-     u"address: (none)\n",
-     1},
+    {"SixDigits_NoNumber", u"123456", std::nullopt, u"", 1},
 };
 
 class ExplainProcessTest : public ::testing::TestWithParam<ExplainRow>
@@ -123,6 +117,8 @@ TEST_P(ExplainProcessTest, PrintsExpectedLinesAndExitStatus)
                                 row.voiceUrl ? std::optional(QString::fromUtf8(*row.voiceUrl)) : std::nullopt);
     EXPECT_EQ(run.out, qs(row.expectedOut)) << "stderr: " << run.err.toStdString();
     EXPECT_EQ(run.exitCode, row.expectedExit);
+    if (row.expectedExit != 0)
+        EXPECT_EQ(run.err, QStringLiteral("dialwise: No valid phone number found\n"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ExplainProcessTest, ::testing::ValuesIn(kExplainRows),

@@ -51,12 +51,15 @@ protected:
 
     // Hands one link to the running Dialwise with a second launch; returns the new-call
     // requests that followed within `waitMs` (stopping at the first one).
-    static QStringList handOver(const QString &link, int waitMs)
+    // A link without a number is not handed over: the launcher says why and exits 1.
+    static QStringList handOver(const QString &link, int waitMs, int expectedExit = 0)
     {
         const int before = int(rig->standIn().requestLines().size());
         const ShellRig::Run run = rig->run(QStringList{link});
         EXPECT_TRUE(run.finished);
-        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        EXPECT_EQ(run.exitCode, expectedExit) << run.err.toStdString();
+        if (expectedExit != 0)
+            EXPECT_EQ(run.err, "dialwise: No valid phone number found in " + link.toUtf8() + '\n');
         ShellRig::waitUntil([&] { return !rig->newCallTargets(before).isEmpty(); }, waitMs);
         ShellRig::pump(100);
         return rig->newCallTargets(before);
@@ -131,7 +134,8 @@ class InstanceHandOverE2ETest : public InstanceLaunchE2ETest, public ::testing::
 TEST_P(InstanceHandOverE2ETest, secondLaunchWithLink_dialsWhatTheLinkSays)
 {
     const LinkRow &row = GetParam();
-    const QStringList calls = handOver(QString::fromUtf8(row.link), row.target ? kCallWaitMs : kNoCallWaitMs);
+    const QStringList calls =
+        handOver(QString::fromUtf8(row.link), row.target ? kCallWaitMs : kNoCallWaitMs, row.target ? 0 : 1);
     if (row.target)
         EXPECT_EQ(calls, QStringList{QString::fromLatin1(row.target)});
     else
@@ -153,6 +157,35 @@ INSTANTIATE_TEST_SUITE_P(
         LinkRow{"telTooShort", "tel:123456", nullptr},
         LinkRow{"twelveDigits", "tel:+44-20-7123-4567", "/u/0/calls?a=nc,%2B442071234567"}),
     [](const ::testing::TestParamInfo<LinkRow> &info) { return std::string(info.param.name); });
+
+TEST_F(InstanceLaunchE2ETest, linkOfAnotherScheme_isRefusedWithItsReason)
+{
+    const int before = int(rig->standIn().requestLines().size());
+    const ShellRig::Run run = rig->run(QStringList{"mailto:ada@example.com"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.err, QByteArray("dialwise: mailto:ada@example.com is not a phone link: Dialwise calls tel:, callto: "
+                                  "and dialwise: links\n"));
+    // Refused whole: the good link beside it is not dialled either.
+    const ShellRig::Run mixed = rig->run(QStringList{"tel:+1-555-123-4567", "https://example.com/"});
+    EXPECT_EQ(mixed.exitCode, 1);
+    EXPECT_TRUE(mixed.err.startsWith("dialwise: https://example.com/ is not a phone link")) << mixed.err.toStdString();
+    ShellRig::pump(kNoCallWaitMs);
+    EXPECT_TRUE(rig->newCallTargets(before).isEmpty());
+}
+
+TEST_F(InstanceLaunchE2ETest, severalLinks_theLastOneIsTheCallThatHappens)
+{
+    const int before = int(rig->standIn().requestLines().size());
+    // The middle one holds no number: the launcher says so, the others go ahead.
+    const ShellRig::Run run = rig->run(QStringList{"tel:+1-555-123-4567", "tel:12", "tel:+1-202-555-0123"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.err, QByteArray("dialwise: No valid phone number found in tel:12\n"));
+    EXPECT_TRUE(rig->standIn().waitForTarget("/u/0/calls?a=nc,%2B12025550123", kCallWaitMs, before));
+    ShellRig::pump(500);
+    const QStringList calls = rig->newCallTargets(before);
+    ASSERT_FALSE(calls.isEmpty());
+    EXPECT_EQ(calls.last(), QStringLiteral("/u/0/calls?a=nc,%2B12025550123")) << calls.join(' ').toStdString();
+}
 
 TEST_F(InstanceLaunchE2ETest, callText_dialsNumberInText)
 {

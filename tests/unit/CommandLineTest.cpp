@@ -1,6 +1,8 @@
 #include "CommandLine.h"
 #include "QtPrinting.h"
 
+#include <QRegularExpression>
+
 #include <gtest/gtest.h>
 
 using dialwise::CommandLine;
@@ -27,7 +29,7 @@ TEST(CommandLineTest, noArguments_activates)
 TEST(CommandLineTest, help_printsUsage)
 {
     EXPECT_EQ(parse({"--help"}).action, CommandLine::Action::help);
-    EXPECT_EQ(parse({"tel:5551234567", "-h"}).action, CommandLine::Action::help);
+    EXPECT_EQ(parse({"-h"}).action, CommandLine::Action::help);
     EXPECT_TRUE(CommandLine::helpText().startsWith("Usage: dialwise"));
 }
 
@@ -159,7 +161,6 @@ TEST_P(CommandLineAutostartTest, autostart_parsesOnOffOrQuery)
     EXPECT_EQ(line.error, QString::fromUtf8(row.error));
 }
 
-constexpr char kAutostartValues[] = "--autostart takes on or off, or nothing to ask which it is";
 constexpr char kAutostartAlone[] = "--autostart goes alone: dialwise --autostart [on|off]";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -168,12 +169,21 @@ INSTANTIATE_TEST_SUITE_P(
         AutostartRow{{"--autostart"}, CommandLine::Action::autostart, CommandLine::AutostartChange::query, ""},
         AutostartRow{{"--autostart", "on"}, CommandLine::Action::autostart, CommandLine::AutostartChange::on, ""},
         AutostartRow{{"--autostart", "off"}, CommandLine::Action::autostart, CommandLine::AutostartChange::off, ""},
-        AutostartRow{{"--autostart", "yes"}, CommandLine::Action::usageError, {}, kAutostartValues},
-        AutostartRow{{"--autostart", "ON"}, CommandLine::Action::usageError, {}, kAutostartValues},
-        AutostartRow{{"--autostart", "on", "off"}, CommandLine::Action::usageError, {}, kAutostartValues},
-        AutostartRow{{"--autostart", "tel:5551234567"}, CommandLine::Action::usageError, {}, kAutostartValues},
-        AutostartRow{{"tel:5551234567", "--autostart"}, CommandLine::Action::usageError, {}, kAutostartAlone},
-        AutostartRow{{"--hidden", "--autostart", "on"}, CommandLine::Action::usageError, {}, kAutostartAlone},
+        AutostartRow{{"--autostart=on"}, CommandLine::Action::autostart, CommandLine::AutostartChange::on, ""},
+        AutostartRow{{"--autostart", "yes"}, CommandLine::Action::usageError, {},
+                     "--autostart takes on or off, or nothing to ask which it is (not \"yes\")"},
+        AutostartRow{{"--autostart", "ON"}, CommandLine::Action::usageError, {},
+                     "--autostart takes on or off, or nothing to ask which it is (not \"ON\")"},
+        AutostartRow{{"--autostart="}, CommandLine::Action::usageError, {},
+                     "--autostart takes on or off, or nothing to ask which it is (not \"\")"},
+        AutostartRow{{"--autostart", "on", "off"}, CommandLine::Action::usageError, {},
+                     "extra argument \"off\": --autostart goes alone: dialwise --autostart [on|off]"},
+        AutostartRow{{"--autostart", "tel:5551234567"}, CommandLine::Action::usageError, {},
+                     "--autostart takes on or off, or nothing to ask which it is (not \"tel:5551234567\")"},
+        AutostartRow{{"tel:5551234567", "--autostart"}, CommandLine::Action::usageError, {},
+                     "extra argument \"tel:5551234567\": --autostart goes alone: dialwise --autostart [on|off]"},
+        AutostartRow{{"--hidden", "--autostart", "on"}, CommandLine::Action::usageError, {},
+                     "extra argument \"--hidden\": --autostart goes alone: dialwise --autostart [on|off]"},
         // After "--" it is a link like any other.
         AutostartRow{{"--", "--autostart"}, CommandLine::Action::run, {}, ""}));
 
@@ -181,8 +191,117 @@ TEST(CommandLineTest, helpText_namesEveryOption)
 {
     const QString help = CommandLine::helpText();
     for (const char *option : {"--call-text", "--call-selection", "--hidden", "--autostart on", "--autostart off",
-                               "--explain", "--help", "--version"})
+                               "--explain", "--help", "--version", "--quit"})
         EXPECT_TRUE(help.contains(QString::fromLatin1(option))) << option;
+}
+
+TEST(CommandLineTest, helpUsageLines_nameEveryOptionTheParserKnows)
+{
+    // The usage lines are everything before the first empty line.
+    const QString help = CommandLine::helpText();
+    const QString usage = help.left(help.indexOf(QStringLiteral("\n\n")));
+    ASSERT_TRUE(usage.startsWith("Usage: dialwise"));
+    const QStringList options = CommandLine::optionNames();
+    EXPECT_GE(options.size(), 11);
+    for (const QString &option : options) {
+        // Whole words only: "--autostart" must not pass for "--autostart-x".
+        const QRegularExpression word(QStringLiteral("(^|[\\s\\[|])%1($|[\\s\\]|=])").arg(QRegularExpression::escape(option)));
+        EXPECT_TRUE(word.match(usage).hasMatch()) << option.toStdString() << " missing from:\n" << usage.toStdString();
+        // Each option the parser knows is taken by it (not refused as unknown).
+        EXPECT_NE(CommandLine::parse({option}).error.left(14), QString("unknown option")) << option.toStdString();
+    }
+}
+
+// Each wrong command line, the message that names what is wrong, and exit status 2.
+struct UsageErrorRow
+{
+    const char *name;
+    std::vector<const char *> arguments;
+    const char *error;
+};
+
+void PrintTo(const UsageErrorRow &row, std::ostream *os) { *os << row.name; }
+
+class CommandLineUsageErrorTest : public ::testing::TestWithParam<UsageErrorRow>
+{
+};
+
+TEST_P(CommandLineUsageErrorTest, badArguments_areNamedInTheError)
+{
+    const UsageErrorRow &row = GetParam();
+    QStringList arguments;
+    for (const char *argument : row.arguments)
+        arguments.append(QString::fromUtf8(argument));
+    const CommandLine line = CommandLine::parse(arguments);
+    EXPECT_EQ(line.action, CommandLine::Action::usageError) << arguments.join(' ').toStdString();
+    EXPECT_EQ(line.error, QString::fromUtf8(row.error));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CommandLineUsageErrorTest,
+    ::testing::Values(
+        UsageErrorRow{"unknownOption", {"--bogus"}, "unknown option --bogus (see dialwise --help)"},
+        UsageErrorRow{"unknownShortOption", {"-x"}, "unknown option -x (see dialwise --help)"},
+        UsageErrorRow{"unknownAfterVersion", {"--version", "--bogus"}, "unknown option --bogus (see dialwise --help)"},
+        UsageErrorRow{"unknownBeforeVersion", {"--bogus", "--version"}, "unknown option --bogus (see dialwise --help)"},
+        UsageErrorRow{"unknownWithLink", {"tel:5551234567", "--bogus=1"}, "unknown option --bogus (see dialwise --help)"},
+        UsageErrorRow{"singleDashLongName", {"-help"}, "unknown option -help (see dialwise --help)"},
+        UsageErrorRow{"explainTwoTexts", {"--explain", "a", "b"},
+                      "extra argument \"b\": --explain takes one text; put a text with spaces in quotes"},
+        UsageErrorRow{"explainWithOption", {"--explain", "5551234567", "--hidden"},
+                      "extra argument \"--hidden\": --explain takes one text; put a text with spaces in quotes"},
+        UsageErrorRow{"explainTwice", {"--explain", "a", "--explain", "b"}, "--explain given twice"},
+        UsageErrorRow{"explainMissing", {"--explain"}, "--explain needs a text"},
+        UsageErrorRow{"replayExtra", {"--replay-detector", "f.json", "extra"},
+                      "extra argument \"extra\": --replay-detector takes one scenario file"},
+        UsageErrorRow{"replayMissing", {"--replay-detector"}, "--replay-detector needs a scenario file"},
+        UsageErrorRow{"versionWithLink", {"--version", "tel:5551234567"},
+                      "extra argument \"tel:5551234567\": --version goes alone"},
+        UsageErrorRow{"versionWithHidden", {"--hidden", "--version"}, "extra argument \"--hidden\": --version goes alone"},
+        UsageErrorRow{"helpWithVersion", {"--help", "--version"}, "extra argument \"--version\": --help goes alone"},
+        UsageErrorRow{"shortHelpWithLink", {"tel:5551234567", "-h"}, "extra argument \"tel:5551234567\": -h goes alone"},
+        UsageErrorRow{"quitWithLink", {"--quit", "tel:5551234567"}, "extra argument \"tel:5551234567\": --quit goes alone"},
+        UsageErrorRow{"quitWithHidden", {"--quit", "--hidden"}, "extra argument \"--hidden\": --quit goes alone"},
+        UsageErrorRow{"operandAfterDoubleDash", {"--version", "--", "x"}, "extra argument \"x\": --version goes alone"},
+        UsageErrorRow{"switchWithValue", {"--hidden=yes"}, "--hidden takes no value (--hidden=yes)"},
+        UsageErrorRow{"quitWithValue", {"--quit=now"}, "--quit takes no value (--quit=now)"},
+        UsageErrorRow{"callTextMissing", {"--call-text"}, "--call-text needs a text"},
+        UsageErrorRow{"callTextTwice", {"--call-text", "a", "--call-text", "b"}, "--call-text given twice"},
+        UsageErrorRow{"callTextAndLink", {"--call-text", "a", "tel:5551234567"},
+                      "give links, --call-text or --call-selection, not several of them"},
+        UsageErrorRow{"selectionAndLink", {"--call-selection", "tel:5551234567"},
+                      "give links, --call-text or --call-selection, not several of them"},
+        UsageErrorRow{"hiddenAndLink", {"--hidden", "tel:5551234567"},
+                      "--hidden goes alone: it starts Dialwise without a window"}),
+    [](const ::testing::TestParamInfo<UsageErrorRow> &info) { return std::string(info.param.name); });
+
+// Each good command line and what it asks for.
+TEST(CommandLineTest, valueForms_areTheSameAsSeparateValues)
+{
+    EXPECT_EQ(parse({"--explain=(202) 555-0123"}), parse({"--explain", "(202) 555-0123"}));
+    EXPECT_EQ(parse({"--call-text=call 555 0100"}), parse({"--call-text", "call 555 0100"}));
+    EXPECT_EQ(parse({"--replay-detector=s.json"}).replayScenario, QString("s.json"));
+    // The text after the first "=" is the value, "=" and all.
+    EXPECT_EQ(parse({"--call-text=a=b"}).request.text, QString("a=b"));
+    // A value is taken whatever it looks like.
+    EXPECT_EQ(parse({"--explain", "--5551234567"}).explainText, QString("--5551234567"));
+}
+
+TEST(CommandLineTest, quit_isItsOwnCommand)
+{
+    const CommandLine line = parse({"--quit"});
+    EXPECT_EQ(line.action, CommandLine::Action::quit);
+    EXPECT_EQ(line.request.kind, LaunchRequest::Kind::quit);
+    EXPECT_TRUE(line.error.isEmpty());
+}
+
+TEST(CommandLineTest, detectPhoneLinks_goesWithAnyRequest)
+{
+    EXPECT_EQ(parse({"--detect-phone-links", "--hidden"}).action, CommandLine::Action::run);
+    EXPECT_TRUE(parse({"--hidden", "--detect-phone-links"}).request.hidden);
+    EXPECT_EQ(parse({"--call-selection", "--detect-phone-links"}).request.kind, LaunchRequest::Kind::callSelection);
+    // A switch given twice asks for the same thing twice.
+    EXPECT_TRUE(parse({"--detect-phone-links", "--detect-phone-links"}).request.detectPhoneLinks);
 }
 
 TEST(CommandLineTest, replayDetector_takesScenarioPath)

@@ -169,4 +169,50 @@ INSTANTIATE_TEST_SUITE_P(
         OpenRow{"linkOverTheLimit", {"tel:5551234567", "tel:" + QString(64 * 1024 - 3, u'5')}, RequestFailure::tooLarge}),
     [](const ::testing::TestParamInfo<OpenRow> &info) { return std::string(info.param.name); });
 
+// What the launcher tells the person about a link before it hands it over.
+struct LinkOutcomeRow
+{
+    const char *name;
+    const char *link;
+    dialwise::LinkOutcome outcome;
+    const char *scheme;
+};
+
+void PrintTo(const LinkOutcomeRow &row, std::ostream *os) { *os << row.link; }
+
+class LinkOutcomeTest : public ::testing::TestWithParam<LinkOutcomeRow>
+{
+};
+
+TEST_P(LinkOutcomeTest, linkOutcome_tellsCallNoNumberOrOtherScheme)
+{
+    const LinkOutcomeRow &row = GetParam();
+    EXPECT_EQ(InboundRequests::linkOutcome(QString::fromUtf8(row.link)), row.outcome);
+    EXPECT_EQ(InboundRequests::schemeOf(QString::fromUtf8(row.link)), QString::fromUtf8(row.scheme));
+}
+
+using Outcome = dialwise::LinkOutcome;
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, LinkOutcomeTest,
+    ::testing::Values(
+        LinkOutcomeRow{"tel", "tel:+1-555-123-4567", Outcome::call, "tel"},
+        LinkOutcomeRow{"telUpper", "TEL:5551234567", Outcome::call, "tel"},
+        LinkOutcomeRow{"callto", "callto://5551234567", Outcome::call, "callto"},
+        LinkOutcomeRow{"dialwise", "Dialwise://dial?number=%2B1%20555%20123%204567", Outcome::call, "dialwise"},
+        LinkOutcomeRow{"bareNumber", "(202) 555-0123", Outcome::call, ""},
+        LinkOutcomeRow{"plusNumber", "+1 202 555 0123", Outcome::call, ""},
+        LinkOutcomeRow{"telTooShort", "tel:123456", Outcome::noNumber, "tel"},
+        LinkOutcomeRow{"dialwiseNoValue", "dialwise://dial?number", Outcome::noNumber, "dialwise"},
+        LinkOutcomeRow{"bareWords", "hello there", Outcome::noNumber, ""},
+        LinkOutcomeRow{"mailto", "mailto:ada@example.com", Outcome::otherScheme, "mailto"},
+        LinkOutcomeRow{"mailtoWithDigits", "mailto:5551234567@example.com", Outcome::otherScheme, "mailto"},
+        LinkOutcomeRow{"https", "https://voice.google.com/u/0/calls", Outcome::otherScheme, "https"},
+        LinkOutcomeRow{"sms", "sms:+15551234567", Outcome::otherScheme, "sms"},
+        LinkOutcomeRow{"schemeWithPlus", "web+tel:5551234567", Outcome::otherScheme, "web+tel"},
+        LinkOutcomeRow{"blanksBeforeTel", "  tel:5551234567", Outcome::call, "tel"},
+        LinkOutcomeRow{"digitFirstIsNoScheme", "1:5551234567", Outcome::call, ""},
+        LinkOutcomeRow{"colonAfterWords", "call me: 555 123 4567", Outcome::call, ""}),
+    [](const ::testing::TestParamInfo<LinkOutcomeRow> &info) { return std::string(info.param.name); });
+
 } // namespace
