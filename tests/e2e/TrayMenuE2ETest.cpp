@@ -1,5 +1,6 @@
 // The tray menu of the real program, read and clicked the way a desktop panel does: through the
 // StatusNotifierItem and its com.canonical.dbusmenu export.
+#include "NotificationServerStandIn.h"
 #include "ShellRig.h"
 #include "StatusNotifierWatcherStandIn.h"
 
@@ -165,6 +166,20 @@ TEST_F(TrayMenuE2ETest, showDialwise_bringsBackTheClosedWindow)
     ASSERT_TRUE(show);
     click(show->id);
     EXPECT_TRUE(m_rig.waitForVisibleWindow(10000));
+}
+
+TEST_F(TrayMenuE2ETest, closeWithTray_saysNothing)
+{
+    // The icon in the tray shows that Dialwise still runs; only a desktop without one gets the
+    // "Dialwise keeps running" notice.
+    dialwise::testing::NotificationServerStandIn notifications;
+    ASSERT_TRUE(notifications.start());
+    ASSERT_TRUE(m_rig.waitForVisibleWindow(10000));
+    ASSERT_TRUE(m_rig.closeWindow(m_rig.visibleWindows().first()));
+    ASSERT_TRUE(ShellRig::waitUntil([this] { return m_rig.visibleWindows().isEmpty(); }, 10000));
+    ShellRig::pump(2000);
+    EXPECT_TRUE(notifications.received().isEmpty()) << notifications.received().join(u'\n').toStdString();
+    notifications.stop();
 }
 
 TEST_F(TrayMenuE2ETest, leftClickOnIcon_popsUpTheMenu)

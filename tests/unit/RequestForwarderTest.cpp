@@ -63,6 +63,9 @@ const MethodRow kMethodRows[] = {
     {"callText_empty", callText(""), "app.dialwise.Dialwise.Calls", "HandlePhoneCall", {QString("")}},
     {"callSelection", LaunchRequest{LaunchRequest::Kind::callSelection, {}, {}}, "app.dialwise.Dialwise.Calls",
      "CallSelection", {}},
+    // --quit: the same action the tray menu's quit item and a desktop's "Quit" use.
+    {"quit", LaunchRequest{LaunchRequest::Kind::quit, {}, {}}, "org.freedesktop.Application", "ActivateAction",
+     {QString("quit"), dialwise::BusMethodCaller::EmptyVariantArray{}, dialwise::BusMethodCaller::EmptyDictionary{}}},
 };
 
 class RequestForwarderMethod : public ::testing::TestWithParam<MethodRow>
