@@ -12,12 +12,22 @@ Q_LOGGING_CATEGORY(lcQtNotes, dialwise::quietstart::kQtNotesCategory, QtCritical
 namespace dialwise::quietstart {
 namespace {
 
-// Printed at every start on a display drawn in software, or when run as root, and nothing the
-// user can or needs to act on: the drawing path line already says what was chosen and why.
-constexpr QStringView kHarmlessNotes[] = {
-    u"QXcbIntegration: Cannot create platform OpenGL context, neither GLX nor EGL are enabled",
-    u"No suitable graphics backend found",
-    u"Sandboxing disabled by user.",
+struct HarmlessNote
+{
+    const char *category;
+    QStringView text;
+};
+
+// Printed at every start on some desktops, and nothing the user can or needs to act on: the
+// drawing path line already says that OpenGL is not used and why; the sandbox is off because
+// Dialwise runs as root; and Qt's tray code asks a Wayland session for an X11-only signal when no
+// tray host is there (the window and the notice on close do without it).
+constexpr HarmlessNote kHarmlessNotes[] = {
+    {"default", u"QXcbIntegration: Cannot create platform OpenGL context, neither GLX nor EGL are enabled"},
+    {"default", u"No suitable graphics backend found"},
+    {"default", u"Sandboxing disabled by user."},
+    {"qt.core.qobject.connect",
+     u"QObject::connect: No such signal QPlatformNativeInterface::systemTrayWindowChanged(QScreen*)"},
 };
 
 QtMessageHandler g_previous = nullptr;
@@ -48,10 +58,10 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
 
 const char *categoryFor(const char *category, QStringView message)
 {
-    if (!category || std::strcmp(category, "default") != 0)
+    if (!category)
         return nullptr;
-    for (QStringView note : kHarmlessNotes) {
-        if (message.trimmed() == note)
+    for (const HarmlessNote &note : kHarmlessNotes) {
+        if (std::strcmp(category, note.category) == 0 && message.trimmed() == note.text)
             return kQtNotesCategory;
     }
     return nullptr;

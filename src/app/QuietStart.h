@@ -12,7 +12,7 @@ namespace dialwise {
 // diagnostics, kept under logging categories that QT_LOGGING_RULES turns on:
 //   qt.webenginecontext  the web engine's flags and graphics set-up
 //   js                   the web page's console
-//   dialwise.qt          Qt's own uncategorised notes listed in QuietStart.cpp
+//   dialwise.qt          Qt's own notes listed in QuietStart.cpp, harmless where they come
 // Dialwise's own categories (dialwise.*) say what they say as before.
 namespace quietstart {
 
@@ -21,8 +21,8 @@ inline constexpr char kDefaultRules[] = "qt.webenginecontext.info=false\n"
                                         "js=false\n";
 inline constexpr char kQtNotesCategory[] = "dialwise.qt";
 
-// The category a message of Qt's "default" category is moved to: kQtNotesCategory for the notes
-// known to be harmless, or nullptr to leave it where it is (an unknown message may matter).
+// The category a message of Qt's is moved to: kQtNotesCategory for the notes known to be
+// harmless, or nullptr to leave it where it is (an unknown message may matter).
 const char *categoryFor(const char *category, QStringView message);
 
 // Sets the rules and installs the message handler; before the application object exists, so

@@ -40,6 +40,11 @@ TEST(WaylandE2ETest, underHeadlessWeston_runsNativelyAndPlacesHandedOverCall)
     EXPECT_TRUE(rig.standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550181"), kCallWaitMs, before))
         << rig.standIn().requestTargets().mid(before).join(' ').toStdString();
     EXPECT_TRUE(rig.primaryRunning()) << rig.primaryErrors().toStdString();
+
+    // A Wayland start says no more on stderr than an X11 one: the drawing path line.
+    const QByteArray errors = rig.primaryErrors();
+    EXPECT_EQ(errors.count('\n'), 1) << errors.toStdString();
+    EXPECT_TRUE(errors.startsWith("dialwise.renderer: ")) << errors.toStdString();
 }
 
 } // namespace

@@ -49,6 +49,10 @@ INSTANTIATE_TEST_SUITE_P(
         NoteRow{"otherWordsAround_stay", "default", "Sandboxing disabled by user. Also: the disk is full", false},
         NoteRow{"dialwiseOwn_stays", "dialwise.renderer", "No suitable graphics backend found", false},
         NoteRow{"otherCategory_stays", "qt.qpa.xcb", "Sandboxing disabled by user.", false},
+        NoteRow{"trayOnWayland", "qt.core.qobject.connect",
+                "QObject::connect: No such signal QPlatformNativeInterface::systemTrayWindowChanged(QScreen*)", true},
+        NoteRow{"otherConnectFailure_stays", "qt.core.qobject.connect",
+                "QObject::connect: No such signal GoogleVoiceWindow::nothing()", false},
         NoteRow{"noCategory_stays", nullptr, "Sandboxing disabled by user.", false}),
     [](const ::testing::TestParamInfo<NoteRow> &info) { return std::string(info.param.name); });
 
