@@ -108,7 +108,7 @@ TEST_F(AutostartE2ETest, unwritableConfigFolderOrWrongValue_failWithClearError)
 
     const ShellRig::Run wrong = rig.run(QStringList{"--autostart", "maybe"});
     EXPECT_EQ(wrong.exitCode, 2);
-    EXPECT_EQ(wrong.err, QByteArray("dialwise: --autostart takes on or off, or nothing to ask which it is\n"));
+    EXPECT_EQ(wrong.err, QByteArray("dialwise: --autostart takes on or off, or nothing to ask which it is (not \"maybe\")\n"));
 }
 
 TEST_F(AutostartE2ETest, loginEntryStartedByDesktop_runsHiddenAndTakesHandOvers)

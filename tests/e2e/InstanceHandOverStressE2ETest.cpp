@@ -165,6 +165,13 @@ Expectation expectationFor(const QList<QByteArray> &arguments, const QUrl &base)
         expected.exitCode = 1;
         return expected;
     }
+    // A link of another scheme is refused, and the whole command with it.
+    for (const QString &uri : line.request.uris) {
+        if (dialwise::InboundRequests::linkOutcome(uri) == dialwise::LinkOutcome::otherScheme) {
+            expected.exitCode = 1;
+            return expected;
+        }
+    }
     for (const QString &uri : line.request.uris) {
         const dialwise::InboundAction action = dialwise::InboundRequests::forUrl(uri);
         if (action.kind != dialwise::InboundAction::Kind::call)
@@ -173,6 +180,12 @@ Expectation expectationFor(const QList<QByteArray> &arguments, const QUrl &base)
         if (address)
             expected.targets.append(address->path(QUrl::FullyEncoded) + u'?' + address->query(QUrl::FullyEncoded));
     }
+    // Links without any number are not handed over: the launcher says why and exits 1.
+    bool anyNumber = false;
+    for (const QString &uri : line.request.uris)
+        anyNumber = anyNumber || dialwise::InboundRequests::linkOutcome(uri) == dialwise::LinkOutcome::call;
+    if (!anyNumber)
+        expected.exitCode = 1;
     return expected;
 }
 
