@@ -224,6 +224,26 @@ TEST_F(DBusActivationE2ETest, desktopActionCallSelection_overDBus_callsSelectedN
     EXPECT_TRUE(rig->standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550163"), kCallWaitMs, before));
 }
 
+TEST_F(DBusActivationE2ETest, desktopActionQuit_overDBus_endsDialwise)
+{
+    // The entry offers "Quit Dialwise", the one way to end it from the application menu on a
+    // desktop without a tray; a D-Bus activatable entry's action arrives as ActivateAction.
+    QFile entry(installedPrefix() + QStringLiteral("/share/applications/app.dialwise.Dialwise.desktop"));
+    ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
+    const QByteArray text = entry.readAll();
+    EXPECT_TRUE(text.contains("\nActions=call-selection;quit;\n")) << text.toStdString();
+    EXPECT_TRUE(text.contains("\n[Desktop Action quit]\nName=Quit Dialwise\nExec=dialwise --quit\n")) << text.toStdString();
+
+    if (!ShellRig::nameOwned()) {
+        ASSERT_EQ(gdbusCall(QStringLiteral("Activate"), {QStringLiteral("{}")}).exitCode, 0);
+    }
+    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::nameOwned(); }, kStartMs));
+    const ShellRig::Run action =
+        gdbusCall(QStringLiteral("ActivateAction"), {QStringLiteral("quit"), QStringLiteral("[]"), QStringLiteral("{}")});
+    EXPECT_EQ(action.exitCode, 0) << action.err.toStdString();
+    EXPECT_TRUE(ShellRig::waitUntil([] { return !ShellRig::nameOwned(); }, kQuitMs)) << "Dialwise did not quit";
+}
+
 } // namespace
 
 int main(int argc, char **argv)
