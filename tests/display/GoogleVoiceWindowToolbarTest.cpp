@@ -14,6 +14,8 @@
 #include <QStyle>
 #include <QStyleOptionFrame>
 #include <QTest>
+
+#include <cmath>
 #include <QToolButton>
 
 #include <gtest/gtest.h>
@@ -30,6 +32,20 @@ constexpr int kLineEditTextInset = 2;
 QRect inWindow(const QWidget *widget, const QWidget *window)
 {
     return QRect(widget->mapTo(window, QPoint(0, 0)), widget->size());
+}
+
+// A rectangle in logical pixels as the image's pixels (high-DPI scaling draws a logical pixel
+// as `ratio` image pixels).
+QRect inImage(const QRect &logical, qreal ratio)
+{
+    return QRectF(logical.x() * ratio, logical.y() * ratio, logical.width() * ratio, logical.height() * ratio)
+        .toAlignedRect();
+}
+
+// Close enough to count as the same colour: antialiasing at a fractional scale varies a little.
+bool similar(QRgb a, QRgb b)
+{
+    return qAbs(qRed(a) - qRed(b)) <= 24 && qAbs(qGreen(a) - qGreen(b)) <= 24 && qAbs(qBlue(a) - qBlue(b)) <= 24;
 }
 
 // The columns (in the image) holding ink: pixels clearly darker than the white field.
@@ -101,7 +117,10 @@ TEST_F(GoogleVoiceWindowToolbar, invalidEntryWhileCalling_placeholderWholeSpinne
     EXPECT_EQ(metrics.elidedText(kInvalid, Qt::ElideRight, free), kInvalid);
 
     const QImage shot = window->grab().toImage();
-    ASSERT_EQ(shot.devicePixelRatio(), 1.0);
+    // 1 unless high-DPI scaling is on, when the desktop's text size scales the whole window.
+    const qreal ratio = shot.devicePixelRatio();
+    // Slack for measurements in image pixels: a pixel of antialiasing at each end.
+    const int slack = int(std::ceil(2 * ratio));
     const QRect toolbar = inWindow(rig.window->backButton()->parentWidget(), window);
     const QRect fieldRect = inWindow(field, window);
     const QRect spinnerRect = inWindow(rig.window->spinner(), window);
@@ -118,32 +137,44 @@ TEST_F(GoogleVoiceWindowToolbar, invalidEntryWhileCalling_placeholderWholeSpinne
     // Its ink stays inside its drawn square, with every spoke's tip in it: ink reaches within two
     // pixels of each side of the square, and none lies in the margin beside the border.
     const QImage spinner = rig.window->spinner()->grab().toImage();
-    const QRect square = rig.window->spinner()->contentsRect();
+    const QRect square = inImage(rig.window->spinner()->contentsRect(), ratio);
     const auto [spinLeft, spinRight] = inkColumns(spinner, spinner.rect());
     EXPECT_GE(spinLeft, square.left());
-    EXPECT_LE(spinLeft, square.left() + 2);
+    EXPECT_LE(spinLeft, square.left() + slack);
     EXPECT_LE(spinRight, square.right());
-    EXPECT_GE(spinRight, square.right() - 2);
+    EXPECT_GE(spinRight, square.right() - slack);
 
     // The field's right border runs unbroken past the spinner.
-    const QRgb border = shot.pixel(fieldRect.right(), fieldRect.center().y() - 6);
-    for (int y = spinnerDrawn.top(); y <= spinnerDrawn.bottom(); ++y)
-        EXPECT_EQ(shot.pixel(fieldRect.right(), y), border) << "border broken at y " << y;
+    const QRect fieldImage = inImage(fieldRect, ratio);
+    const QRect spinnerImage = inImage(spinnerDrawn, ratio);
+    // The border's darkest column at the field's right edge.
+    int borderColumn = fieldImage.right();
+    for (int x = fieldImage.right(); x > fieldImage.right() - slack; --x) {
+        if (qGray(shot.pixel(x, fieldImage.center().y())) < qGray(shot.pixel(borderColumn, fieldImage.center().y())))
+            borderColumn = x;
+    }
+    const QRgb border = shot.pixel(borderColumn, fieldImage.center().y());
+    EXPECT_LT(qGray(border), 235) << "no border at the field's right edge";
+    for (int y = spinnerImage.top(); y <= spinnerImage.bottom(); ++y)
+        EXPECT_TRUE(similar(shot.pixel(borderColumn, y), border)) << "border broken at y " << y;
 
     // The placeholder as drawn: as wide as the whole text's ink, and left of the spinner.
-    const QRect interior(fieldRect.left() + 2, fieldRect.top() + 2, spinnerDrawn.left() - fieldRect.left() - 3,
-                         fieldRect.height() - 4);
+    const QRect interior = inImage(QRect(fieldRect.left() + 2, fieldRect.top() + 2,
+                                         spinnerDrawn.left() - fieldRect.left() - 3, fieldRect.height() - 4),
+                                   ratio);
     const auto [textLeft, textRight] = inkColumns(shot, interior);
     ASSERT_GE(textLeft, 0) << "no placeholder drawn";
     const int drawnWidth = textRight - textLeft + 1;
-    const int wholeWidth = metrics.tightBoundingRect(kInvalid).width();
-    EXPECT_NEAR(drawnWidth, wholeWidth, 2) << "placeholder drawn " << drawnWidth << " px, whole text " << wholeWidth
-                                           << " px";
-    EXPECT_LT(textRight, spinnerDrawn.left());
+    const int wholeWidth = qRound(metrics.tightBoundingRect(kInvalid).width() * ratio);
+    EXPECT_NEAR(drawnWidth, wholeWidth, slack) << "placeholder drawn " << drawnWidth << " px, whole text "
+                                               << wholeWidth << " px";
+    EXPECT_LT(textRight, spinnerImage.left());
 
     const QString dir = QStringLiteral(DIALWISE_SCREENSHOT_DIR);
     ASSERT_TRUE(QDir().mkpath(dir));
-    EXPECT_TRUE(shot.copy(toolbar).save(dir + QStringLiteral("/toolbar-invalid-%1dpi.png").arg(QString::fromLatin1(dpi))));
+    const QString scaled = ratio == 1.0 ? QString() : QStringLiteral("-scaled");
+    EXPECT_TRUE(shot.copy(inImage(toolbar, ratio))
+                    .save(dir + QStringLiteral("/toolbar-invalid-%1dpi%2.png").arg(QString::fromLatin1(dpi), scaled)));
 }
 
 TEST_F(GoogleVoiceWindowToolbar, fieldFont_designSizeAtMostAndDigitsEqualWidth)
