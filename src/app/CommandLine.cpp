@@ -25,7 +25,7 @@ enum class Takes {
     onOff,   // "--autostart", "--autostart on|off", "--autostart=on|off"
 };
 
-struct OptionSpec
+struct KnownOption
 {
     QStringView name;
     Option option;
@@ -36,7 +36,7 @@ struct OptionSpec
 
 // One row per option: a new option, or a value form of an old one, is a row here and a line in
 // helpText().
-constexpr OptionSpec kOptions[] = {
+constexpr KnownOption kOptions[] = {
     {u"--help", Option::help, Takes::nothing},
     {u"-h", Option::help, Takes::nothing},
     {u"--version", Option::version, Takes::nothing},
@@ -50,11 +50,11 @@ constexpr OptionSpec kOptions[] = {
     {u"--detect-phone-links", Option::detectPhoneLinks, Takes::nothing},
 };
 
-const OptionSpec *findOption(QStringView name)
+const KnownOption *findOption(QStringView name)
 {
-    for (const OptionSpec &spec : kOptions) {
-        if (spec.name == name)
-            return &spec;
+    for (const KnownOption &known : kOptions) {
+        if (known.name == name)
+            return &known;
     }
     return nullptr;
 }
@@ -62,7 +62,7 @@ const OptionSpec *findOption(QStringView name)
 // An option as it appeared: `spelled` is the argument itself (for messages), `value` what it took.
 struct GivenOption
 {
-    const OptionSpec *spec;
+    const KnownOption *known;
     QString spelled;
     std::optional<QString> value;
 };
@@ -90,7 +90,7 @@ bool isCommand(Option option)
 // Why nothing else may come with a command, in the words of its own usage line.
 QString aloneRule(const GivenOption &command)
 {
-    switch (command.spec->option) {
+    switch (command.known->option) {
     case Option::explain:
         return QStringLiteral("--explain takes one text; put a text with spaces in quotes");
     case Option::replayDetector:
@@ -136,12 +136,12 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         // "--name=value" for long options; a short one ("-h") is only ever itself.
         const qsizetype equals = argument.startsWith(u"--") ? argument.indexOf(u'=') : -1;
         const QString name = equals < 0 ? argument : argument.left(equals);
-        const OptionSpec *spec = findOption(name);
-        if (!spec)
+        const KnownOption *known = findOption(name);
+        if (!known)
             return usageError(QStringLiteral("unknown option %1 (see dialwise --help)").arg(name));
 
-        GivenOption given{spec, argument, std::nullopt};
-        switch (spec->takes) {
+        GivenOption given{known, argument, std::nullopt};
+        switch (known->takes) {
         case Takes::nothing:
             if (equals >= 0)
                 return usageError(QStringLiteral("%1 takes no value (%2)").arg(name, argument));
@@ -152,7 +152,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             } else {
                 // Taken whatever it looks like, so that a text may start with "-".
                 if (i + 1 >= arguments.size())
-                    return usageError(spec->missingValue.toString());
+                    return usageError(known->missingValue.toString());
                 given.value = arguments[++i];
             }
             given.spelled = name;
@@ -169,7 +169,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             break;
         }
         for (const GivenOption &earlier : options) {
-            if (earlier.spec->option == spec->option && spec->takes != Takes::nothing)
+            if (earlier.known->option == known->option && known->takes != Takes::nothing)
                 return usageError(QStringLiteral("%1 given twice").arg(name));
         }
         options.push_back(std::move(given));
@@ -180,7 +180,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     // A command (--help, --explain, ...) goes alone: whatever else came would be left undone.
     const GivenOption *command = nullptr;
     for (const GivenOption &given : options) {
-        if (isCommand(given.spec->option)) {
+        if (isCommand(given.known->option)) {
             command = &given;
             break;
         }
@@ -192,7 +192,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         }
         if (!operands.isEmpty())
             return usageError(QStringLiteral("extra argument %1: %2").arg(quoted(operands.first()), aloneRule(*command)));
-        switch (command->spec->option) {
+        switch (command->known->option) {
         case Option::help:
             line.action = Action::help;
             break;
@@ -226,7 +226,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     bool callSelection = false;
     bool hidden = false;
     for (const GivenOption &given : options) {
-        switch (given.spec->option) {
+        switch (given.known->option) {
         case Option::callText:
             callText = true;
             line.request.text = *given.value;
@@ -270,8 +270,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
 QStringList CommandLine::optionNames()
 {
     QStringList names;
-    for (const OptionSpec &spec : kOptions)
-        names.append(spec.name.toString());
+    for (const KnownOption &known : kOptions)
+        names.append(known.name.toString());
     return names;
 }
 
