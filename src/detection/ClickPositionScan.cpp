@@ -36,11 +36,11 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanAtClickPo
     if (!screenHeight)
         return std::nullopt;
 
-    // Against the main screen's height even when the click was on another screen, as the
-    // platform converts the element tree's coordinates the same way.
-    const QPointF click(lastClickPosition.x(), *screenHeight - lastClickPosition.y());
-    log(QStringLiteral("  [AtPosition] Click at NS(") + detectortext::number(lastClickPosition.x()) + QStringLiteral(", ")
-        + detectortext::number(lastClickPosition.y()) + QStringLiteral(") \u2192 CG(") + detectortext::number(click.x())
+    // The click is already where the element tree looks (top-left origin, device pixels); the
+    // log line writes it in both forms, the first measured against the main screen's height.
+    const QPointF click = lastClickPosition;
+    log(QStringLiteral("  [AtPosition] Click at NS(") + detectortext::number(click.x()) + QStringLiteral(", ")
+        + detectortext::number(*screenHeight - click.y()) + QStringLiteral(") \u2192 CG(") + detectortext::number(click.x())
         + QStringLiteral(", ") + detectortext::number(click.y()) + u')');
 
     ElementTree &tree = *m_services.platform.elementTree;

@@ -40,13 +40,14 @@ void DataDetectorMonitor::showCompanionPanel(const QRectF &popupFrame, const QSt
     if (!screenHeight)
         return;
 
-    // Bottom-left origin against the main screen, as the click and the strip's window use.
-    const QRectF frame(popupFrame.x(), *screenHeight - (popupFrame.y() + popupFrame.height()) - kStripHeight + kStripOverlap,
-                       popupFrame.width(), kStripHeight);
+    // The log writes the strip bottom-left-origin against the main screen; the strip's window
+    // places itself from the popup's own frame, on whichever monitor holds it.
+    const StripPlacement placement{popupFrame, kStripHeight, kStripOverlap};
+    const QRectF frame = placement.bottomLeftFrame(*screenHeight);
     log(QStringLiteral("  [Panel] Showing at NS frame ") + detectortext::frame(frame) + QStringLiteral(" (overlap ")
         + detectortext::number(kStripOverlap) + QStringLiteral("px) for phone '") + phoneNumber + u'\'');
 
-    companionPanel = m_services.platform.panelView->showPanel(frame, phoneNumber, [self = QPointer(this)] {
+    companionPanel = m_services.platform.panelView->showPanel(placement, phoneNumber, [self = QPointer(this)] {
         if (self)
             self->companionItemClicked();
     });

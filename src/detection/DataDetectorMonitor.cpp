@@ -191,7 +191,7 @@ void DataDetectorMonitor::stopMonitoring()
 
 void DataDetectorMonitor::handleClick()
 {
-    lastClickPosition = m_services.platform.screen->mouseLocation();
+    lastClickPosition = m_services.platform.screen->pointerPosition();
     dismissCompanionPanel();
     scanAttempts = 0;
     snapshotWindowIDs();

@@ -129,7 +129,7 @@ public:
     QString currentPhoneNumber;
     QRectF lastPopupFrame;                // top-left origin
     QSet<quint32> knownWindowIDs;         // on-screen windows just before the last click's scans
-    QPointF lastClickPosition;            // bottom-left origin, as the pointer query gives it
+    QPointF lastClickPosition;            // top-left origin, device pixels, as the pointer query gives it
     qint64 scanAttempts = 0;              // attempts run since the last click
     std::unique_ptr<QFile> logFile;
 

@@ -47,10 +47,8 @@ struct StripFixture : ::testing::Test
 
     CompanionPanel *show(const QString &number)
     {
-        // The strip for a popup at (500, 300, 260, 120) on this screen, as the detector places it.
-        const qreal height = QGuiApplication::primaryScreen()->geometry().height();
-        const QRectF frame(500, height - (300 + 120) - 30 + 8, 260, 30);
-        panel = view.showPanel(frame, number, [this] { ++clicks; });
+        // The strip for a popup at (500, 300, 260, 120), as the detector places it.
+        panel = view.showPanel(dialwise::StripPlacement{QRectF(500, 300, 260, 120), 30, 8}, number, [this] { ++clicks; });
         CompanionPanel *strip = view.currentPanel();
         EXPECT_TRUE(strip);
         EXPECT_TRUE(QTest::qWaitForWindowExposed(strip));
@@ -75,6 +73,7 @@ TEST_F(StripFixture, windowFloatsWithoutFocus_placedUnderPopup_namedForUsers)
     EXPECT_TRUE(flags.testFlag(Qt::FramelessWindowHint));
     EXPECT_TRUE(flags.testFlag(Qt::WindowStaysOnTopHint));
     EXPECT_TRUE(flags.testFlag(Qt::WindowDoesNotAcceptFocus));
+    EXPECT_TRUE(flags.testFlag(Qt::X11BypassWindowManagerHint));
     EXPECT_TRUE(strip->testAttribute(Qt::WA_ShowWithoutActivating));
     EXPECT_TRUE(strip->testAttribute(Qt::WA_TranslucentBackground));
     EXPECT_EQ(strip->windowTitle(), QStringLiteral("Call with Dialwise"));

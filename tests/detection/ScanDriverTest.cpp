@@ -83,7 +83,7 @@ TEST(ScanDriverTest, secondClickWithin1500ms_olderAttemptsCountOnTop_twoExhauste
     rig.scheduler->advanceTo(700ms); // two attempts of the first click have run
     rig.clickAt(200, 200);
     EXPECT_EQ(rig.monitor->scanAttempts, 0);
-    EXPECT_EQ(rig.monitor->lastClickPosition, QPointF(200, 200));
+    EXPECT_EQ(rig.monitor->lastClickPosition, QPointF(200, 1080 - 200)); // top-left origin inside
     rig.scheduler->advanceTo(60s);
 
     // First click's 1.0 s and 1.5 s attempts plus the second click's four.

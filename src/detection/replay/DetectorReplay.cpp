@@ -447,7 +447,9 @@ std::optional<QString> play(const QByteArray &json, const std::function<void(con
     const std::unique_ptr<CallManager> silentManager = makeSilentCallManager(say);
     CallManager &callManager = *silentManager;
     panels->onShown = [&](const RecordingPanelView::Shown &shown) {
-        say(QStringLiteral("panel-shown ") + detectortext::frame(shown.frame) + QStringLiteral(" \"")
+        // Written as the log writes the strip: bottom-left origin against the main screen (a strip
+        // is only ever shown when there is one).
+        say(QStringLiteral("panel-shown ") + detectortext::frame(shown.placement.bottomLeftFrame(screen->height.value_or(0))) + QStringLiteral(" \"")
              + companiontitle::numberText(shown.phoneNumber, callManager) + u'"');
     };
     panels->onClosed = [&](const RecordingPanelView::Shown &) { say(QStringLiteral("panel-closed")); };
@@ -473,7 +475,7 @@ std::optional<QString> play(const QByteArray &json, const std::function<void(con
             monitor.startMonitoring();
             break;
         case Scenario::Event::Kind::click:
-            screen->mouse = event.click;
+            screen->setPointerFromBottomLeft(event.click);
             clicks->click();
             break;
         case Scenario::Event::Kind::companionClick:

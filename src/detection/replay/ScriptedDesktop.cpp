@@ -166,10 +166,10 @@ private:
 
 } // namespace
 
-std::unique_ptr<Panel> RecordingPanelView::showPanel(const QRectF &frame, const QString &phoneNumber,
+std::unique_ptr<Panel> RecordingPanelView::showPanel(const StripPlacement &placement, const QString &phoneNumber,
                                                      std::function<void()> onClick)
 {
-    auto entry = std::make_shared<Shown>(Shown{frame, phoneNumber, std::move(onClick), false});
+    auto entry = std::make_shared<Shown>(Shown{placement, phoneNumber, std::move(onClick), false});
     shown.push_back(entry);
     if (onShown)
         onShown(*entry);

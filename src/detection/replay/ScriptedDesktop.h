@@ -96,10 +96,13 @@ class ScriptedScreen final : public Screen
 {
 public:
     std::optional<double> mainScreenHeight() override { return height; }
-    QPointF mouseLocation() override { return mouse; }
+    QPointF pointerPosition() override { return pointer; }
 
     std::optional<double> height = 1080.0;
-    QPointF mouse;
+    QPointF pointer; // top-left origin
+
+    // A pointer given bottom-left-origin against the main screen, as recorded scenarios write it.
+    void setPointerFromBottomLeft(const QPointF &point) { pointer = QPointF(point.x(), height.value_or(0) - point.y()); }
 };
 
 class ScriptedClickSource final : public ClickSource
@@ -107,12 +110,14 @@ class ScriptedClickSource final : public ClickSource
 public:
     std::optional<Token> addLeftMouseDownListener(std::function<void()> handler) override;
     void removeListener(Token token) override { m_listeners.erase(token); }
+    QString unavailableReason() const override { return failInstall ? unavailable : QString(); }
 
     // A left mouse-down: every installed listener runs.
     void click();
     int listenerCount() const { return int(m_listeners.size()); }
 
     bool failInstall = false;
+    QString unavailable = QStringLiteral("no clicks on this scripted desktop");
 
 private:
     Token m_next = 1;
@@ -125,13 +130,13 @@ class RecordingPanelView final : public PanelView
 public:
     struct Shown
     {
-        QRectF frame;
+        StripPlacement placement;
         QString phoneNumber;
         std::function<void()> onClick;
         bool closed = false;
     };
 
-    std::unique_ptr<Panel> showPanel(const QRectF &frame, const QString &phoneNumber,
+    std::unique_ptr<Panel> showPanel(const StripPlacement &placement, const QString &phoneNumber,
                                      std::function<void()> onClick) override;
 
     // The strip on screen, if any.
