@@ -7,6 +7,7 @@
 #include "LinuxDetectionBackends.h"
 #include "QtScheduler.h"
 #include "SettingsStore.h"
+#include "X11WindowPlacement.h"
 
 #include <QLoggingCategory>
 
@@ -26,7 +27,7 @@ bool wanted(const LaunchRequest &request, const SettingsStore &settings)
 DetectorPlatform platform(const CallManager &callManager)
 {
     DetectorPlatform platform;
-    platform.panelView = std::make_shared<CompanionPanelView>(callManager);
+    platform.panelView = std::make_shared<CompanionPanelView>(callManager, &placeInDevicePixels);
     // X11 and AT-SPI 2. Without an X server (Wayland without XWayland) they are still made: the
     // click source then fails to install and start() says why, and the rest of Dialwise runs.
     LinuxDetectionBackends backends = LinuxDetectionBackends::create();

@@ -90,12 +90,12 @@ QPainterPath CompanionPanel::outline(const QRectF &bounds)
 
 void CompanionPanel::paintEvent(QPaintEvent *)
 {
+    // Every pixel inside the window's shape is painted in full: the shape rounds the corners, and
+    // a half-covered edge pixel would show black where no compositor blends it.
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(outline(rect()), backgroundColor());
+    painter.fillRect(rect(), backgroundColor());
 
     // A one-pixel hairline along the top, inset on both sides like a popup's row separators.
-    painter.setRenderHint(QPainter::Antialiasing, false);
     painter.fillRect(QRect(kSeparatorInset, 0, width() - 2 * kSeparatorInset, 1), separatorColor());
 }
 
@@ -107,8 +107,9 @@ void CompanionPanel::resizeEvent(QResizeEvent *event)
     setMask(QRegion(outline(rect()).toFillPolygon().toPolygon()));
 }
 
-CompanionPanelView::CompanionPanelView(const CallManager &callManager)
+CompanionPanelView::CompanionPanelView(const CallManager &callManager, DevicePlacement devicePlacement)
     : m_callManager(callManager)
+    , m_devicePlacement(std::move(devicePlacement))
 {
 }
 
@@ -153,6 +154,15 @@ std::unique_ptr<Panel> CompanionPanelView::showPanel(const StripPlacement &place
     // The button fills the strip below the hairline.
     panel->button()->setGeometry(0, 1, geometry.width(), geometry.height() - 1);
     panel->show();
+    if (m_devicePlacement) {
+        // The same strip in device pixels, from the popup's own edges: its left edge, its width,
+        // and the overlap and height at this monitor's ratio.
+        const qreal ratio = screen ? screen->devicePixelRatio() : 1;
+        const QRectF popupFrame = placement.popupFrame;
+        const QRect device(qRound(popupFrame.left()), qRound(popupFrame.bottom() - placement.overlap * ratio),
+                           qRound(popupFrame.width()), qRound(placement.height * ratio));
+        m_devicePlacement(panel, device);
+    }
     // Above whatever popup or menu was mapped before it.
     panel->raise();
     m_current = panel;

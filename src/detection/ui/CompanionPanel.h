@@ -56,7 +56,12 @@ private:
 class CompanionPanelView final : public PanelView
 {
 public:
-    explicit CompanionPanelView(const CallManager &callManager);
+    // Puts a shown strip at exactly a device-pixel rectangle; false when this desktop cannot.
+    using DevicePlacement = std::function<bool(QWidget *strip, const QRect &deviceRect)>;
+
+    // Without a device placement the strip goes where Qt's whole logical pixels can put it: on a
+    // 2x monitor that is the nearest even device pixel.
+    explicit CompanionPanelView(const CallManager &callManager, DevicePlacement devicePlacement = {});
 
     std::unique_ptr<Panel> showPanel(const StripPlacement &placement, const QString &phoneNumber,
                                      std::function<void()> onClick) override;
@@ -71,6 +76,7 @@ public:
 
 private:
     const CallManager &m_callManager;
+    DevicePlacement m_devicePlacement;
     QPointer<CompanionPanel> m_current;
 };
 
