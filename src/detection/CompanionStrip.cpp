@@ -5,7 +5,6 @@
 #include "CallManager.h"
 #include "CompanionTitle.h"
 #include "DetectorText.h"
-#include "WindowFields.h"
 
 #include <QPointer>
 
@@ -72,16 +71,11 @@ bool DataDetectorMonitor::isDDPopupStillVisible()
         return false;
     // Any window of nearly the popup's frame will do: owners and numbers differ between desktops.
     for (const WindowInfo &window : *windows) {
-        const std::optional<QVariantMap> bounds = windowfields::bounds(window.bounds);
-        if (!bounds)
-            continue;
-        const double x = bounds->value(QStringLiteral("X"), 0.0).toDouble();
-        const double y = bounds->value(QStringLiteral("Y"), 0.0).toDouble();
-        const double width = bounds->value(QStringLiteral("Width"), 0.0).toDouble();
-        const double height = bounds->value(QStringLiteral("Height"), 0.0).toDouble();
-        if (std::abs(x - lastPopupFrame.x()) < kSameFrameTolerance && std::abs(y - lastPopupFrame.y()) < kSameFrameTolerance
-            && std::abs(width - lastPopupFrame.width()) < kSameFrameTolerance
-            && std::abs(height - lastPopupFrame.height()) < kSameFrameTolerance)
+        const QRectF &bounds = window.bounds;
+        if (std::abs(bounds.x() - lastPopupFrame.x()) < kSameFrameTolerance
+            && std::abs(bounds.y() - lastPopupFrame.y()) < kSameFrameTolerance
+            && std::abs(bounds.width() - lastPopupFrame.width()) < kSameFrameTolerance
+            && std::abs(bounds.height() - lastPopupFrame.height()) < kSameFrameTolerance)
             return true;
     }
     return false;

@@ -282,21 +282,19 @@ TEST_P(LinuxDetectionBackends, windowList_showsPopupWithOwnerAndGeometry)
     qsizetype popupIndex = -1, mainIndex = -1;
     for (qsizetype i = 0; i < windows->size(); ++i) {
         const WindowInfo &info = windows->at(i);
-        const QVariantMap bounds = info.bounds.toMap();
-        const QRect rect(bounds.value(QStringLiteral("X")).toInt(), bounds.value(QStringLiteral("Y")).toInt(),
-                         bounds.value(QStringLiteral("Width")).toInt(), bounds.value(QStringLiteral("Height")).toInt());
-        if (info.number.toULongLong() == listed->id) {
+        const QRect rect = info.bounds.toRect();
+        if (info.id == listed->id) {
             popupIndex = i;
             EXPECT_EQ(rect, listed->geometry) << listed->line.toStdString();
             EXPECT_EQ(rect, popup);
-            EXPECT_EQ(info.ownerPid.toLongLong(), fixture->pid());
-            EXPECT_EQ(info.layer.toInt(), X11WindowList::kPopupLayer);
-            EXPECT_EQ(info.ownerName.toString(), processName(fixture->pid()));
-            EXPECT_FALSE(info.ownerName.toString().isEmpty());
+            EXPECT_EQ(info.ownerPid, fixture->pid());
+            EXPECT_EQ(info.layer, X11WindowList::kPopupLayer);
+            EXPECT_EQ(info.ownerName, std::optional<QString>(processName(fixture->pid())));
+            EXPECT_FALSE(info.ownerName.value_or(QString()).isEmpty());
         }
-        if (rect == QRect(100, 100, 600, 400) && info.ownerPid.toLongLong() == fixture->pid()) {
+        if (rect == QRect(100, 100, 600, 400) && info.ownerPid == fixture->pid()) {
             mainIndex = i;
-            EXPECT_EQ(info.layer.toInt(), 0);
+            EXPECT_EQ(info.layer, 0);
         }
     }
     ASSERT_GE(popupIndex, 0) << "popup window missing from the list";
@@ -308,7 +306,7 @@ TEST_P(LinuxDetectionBackends, windowList_showsPopupWithOwnerAndGeometry)
     const std::optional<QList<WindowInfo>> after = list.onScreenWindows();
     ASSERT_TRUE(after);
     for (const WindowInfo &info : *after)
-        EXPECT_NE(info.number.toULongLong(), listed->id);
+        EXPECT_NE(info.id, listed->id);
 }
 
 TEST_P(LinuxDetectionBackends, fixture_clickAwayClosesPopupAndWindowListDropsIt)
@@ -323,7 +321,7 @@ TEST_P(LinuxDetectionBackends, fixture_clickAwayClosesPopupAndWindowListDropsIt)
     X11WindowList list(x11);
     EXPECT_TRUE(waitUntil([&] {
         for (const WindowInfo &info : list.onScreenWindows().value_or(QList<WindowInfo>()))
-            if (info.number.toULongLong() == listed->id)
+            if (info.id == listed->id)
                 return false;
         return true;
     }));

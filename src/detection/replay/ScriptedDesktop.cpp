@@ -109,16 +109,7 @@ bool ScriptedElementTree::isProcessTrusted(bool prompt)
 
 WindowInfo ScriptedWindowList::window(quint32 number, qint32 pid, const QString &owner, int layer, const QRectF &bounds)
 {
-    WindowInfo info;
-    info.number = number;
-    info.ownerPid = pid;
-    info.ownerName = owner;
-    info.layer = layer;
-    info.bounds = QVariantMap{{QStringLiteral("X"), bounds.x()},
-                              {QStringLiteral("Y"), bounds.y()},
-                              {QStringLiteral("Width"), bounds.width()},
-                              {QStringLiteral("Height"), bounds.height()}};
-    return info;
+    return WindowInfo{number, pid, owner, layer, bounds};
 }
 
 std::optional<ClickSource::Token> ScriptedClickSource::addLeftMouseDownListener(std::function<void()> handler)
