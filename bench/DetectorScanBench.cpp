@@ -76,7 +76,7 @@ int main(int argc, char **argv)
     for (;;) {
         const dialwise::ElementHandle application = backends.elementTree->applicationElement(fixture->pid());
         dialwise::AttributeValue windows;
-        if (application && backends.elementTree->copyAttributeValue(application, u"AXWindows", windows) ==
+        if (application && backends.elementTree->copyAttributeValue(application, dialwise::Attribute::windows, windows) ==
                                dialwise::ElementTree::kSuccess) {
             const auto *list = std::get_if<QList<dialwise::ElementHandle>>(&windows);
             if (list && !list->isEmpty())

@@ -50,9 +50,9 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanAtClickPo
         if (code != ElementTree::kSuccess || !element)
             continue;
 
-        const QString role = elementreads::text(tree, element, u"AXRole").value_or(QStringLiteral("?"));
-        const QString title = elementreads::text(tree, element, u"AXTitle").value_or(QString());
-        const QString description = elementreads::text(tree, element, u"AXDescription").value_or(QString());
+        const QString role = elementreads::text(tree, element, Attribute::role).value_or(QStringLiteral("?"));
+        const QString title = elementreads::text(tree, element, Attribute::title).value_or(QString());
+        const QString description = elementreads::text(tree, element, Attribute::description).value_or(QString());
         const QString shown = title.isEmpty() ? description : title;
         if (!shown.isEmpty()) {
             log(QStringLiteral("  [AtPosition] offset=(") + detectortext::number(offset.dx) + u','
@@ -79,10 +79,10 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::findPopupCont
     QString containerRole;
     // The start element's own role is never tested: the entry that matched is not the frame.
     for (int step = 0; step < kMaxAncestorSteps && !container; ++step) {
-        const ElementHandle parent = elementreads::element(tree, current, u"AXParent");
+        const ElementHandle parent = elementreads::element(tree, current, Attribute::parent);
         if (!parent)
             return std::nullopt;
-        const QString role = elementreads::text(tree, parent, u"AXRole").value_or(QString());
+        const QString role = elementreads::text(tree, parent, Attribute::role).value_or(QString());
         for (const QStringView candidate : kContainerRoles) {
             if (role == candidate) {
                 container = parent;

@@ -106,7 +106,7 @@ public:
     bool isDDRelated(const QString &text) const;
     void checkDDLabel(const QString &label, DDSearchContext &context) const;
     void searchAXTree(const ElementHandle &element, DDSearchContext &context, int depth, int maxDepth);
-    std::optional<PopupInfo> scanAXAttribute(const ElementHandle &element, const QString &attribute,
+    std::optional<PopupInfo> scanAXAttribute(const ElementHandle &element, Attribute attribute,
                                              const QString &label, const std::optional<QRectF> &expectedFrame);
     std::optional<PopupInfo> findDDPopupInAXElement(const ElementHandle &element,
                                                     const std::optional<QRectF> &expectedFrame);

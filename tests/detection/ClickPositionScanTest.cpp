@@ -64,7 +64,7 @@ TEST(ScanAtClickPositionTest, descriptionShownWhenTitleEmpty_andMatches)
     rig.tree->set(number, u"AXValue", QStringLiteral("(555) 123-4567"));
     ElementHandle parent = std::get<ElementHandle>([&] {
         dialwise::AttributeValue v;
-        rig.tree->copyAttributeValue(entry, u"AXParent", v);
+        rig.tree->copyAttributeValue(entry, dialwise::Attribute::parent, v);
         return v;
     }());
     rig.tree->set(parent, u"AXVisibleChildren", QList<ElementHandle>{number});
