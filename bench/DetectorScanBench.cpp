@@ -76,7 +76,7 @@ int main(int argc, char **argv)
     for (;;) {
         const dialwise::ElementHandle application = backends.elementTree->applicationElement(fixture->pid());
         dialwise::AttributeValue windows;
-        if (application && backends.elementTree->copyAttributeValue(application, u"AXWindows", windows) ==
+        if (application && backends.elementTree->copyAttributeValue(application, dialwise::Attribute::windows, windows) ==
                                dialwise::ElementTree::kSuccess) {
             const auto *list = std::get_if<QList<dialwise::ElementHandle>>(&windows);
             if (list && !list->isEmpty())
@@ -101,7 +101,7 @@ int main(int argc, char **argv)
             std::fprintf(stderr, "no popup\n");
             return 1;
         }
-        monitor.lastClickPosition = backends.screen->mouseLocation();
+        monitor.lastClickPosition = backends.screen->pointerPosition();
         monitor.scanAttempts = 1;
         const std::size_t before = panels->shown.size();
         QElapsedTimer timer;
@@ -119,7 +119,7 @@ int main(int argc, char **argv)
         click(away);
         fixture->waitForPopupClosed();
         monitor.snapshotWindowIDs();
-        monitor.lastClickPosition = backends.screen->mouseLocation();
+        monitor.lastClickPosition = backends.screen->pointerPosition();
         timer.restart();
         monitor.performScan();
         missed.push_back(double(timer.nsecsElapsed()) / 1e6);

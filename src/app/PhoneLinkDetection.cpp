@@ -6,9 +6,9 @@
 #include "LibPhoneNumberFinder.h"
 #include "LinuxDetectionBackends.h"
 #include "QtScheduler.h"
-#include "X11ClickSource.h"
 #include "SettingValues.h"
 #include "SettingsStore.h"
+#include "X11WindowPlacement.h"
 
 #include <QLoggingCategory>
 
@@ -26,7 +26,7 @@ bool wanted(const LaunchRequest &request, const SettingsStore &settings)
 DetectorPlatform platform(const CallManager &callManager)
 {
     DetectorPlatform platform;
-    platform.panelView = std::make_shared<CompanionPanelView>(callManager);
+    platform.panelView = std::make_shared<CompanionPanelView>(callManager, &placeInDevicePixels);
     // X11 and AT-SPI 2. Without an X server (Wayland without XWayland) they are still made: the
     // click source then fails to install and start() says why, and the rest of Dialwise runs.
     LinuxDetectionBackends backends = LinuxDetectionBackends::create();
@@ -49,7 +49,7 @@ bool start(DetectorPlatform platform)
     services.phoneFinder = std::make_shared<LibPhoneNumberFinder>();
     services.scheduler = std::make_shared<QtScheduler>();
     const std::shared_ptr<ElementTree> elementTree = services.platform.elementTree;
-    const auto x11Clicks = std::dynamic_pointer_cast<X11ClickSource>(services.platform.clickSource);
+    const std::shared_ptr<ClickSource> clickSource = services.platform.clickSource;
     DataDetectorMonitor::setSharedServices(std::move(services));
     DataDetectorMonitor &monitor = DataDetectorMonitor::shared();
     monitor.startMonitoring();
@@ -60,8 +60,8 @@ bool start(DetectorPlatform platform)
                                    "toolkit-accessibility true), make sure at-spi2-core is installed, then "
                                    "restart the programs whose phone links you click"));
     if (!monitor.globalClickMonitor) {
-        monitor.log(x11Clicks && !x11Clicks->lastError().isEmpty()
-                        ? x11Clicks->lastError()
+        monitor.log(!clickSource->unavailableReason().isEmpty()
+                        ? clickSource->unavailableReason()
                         : QStringLiteral("Click detection needs an X11 session; no clicks will be seen"));
     }
     return true;

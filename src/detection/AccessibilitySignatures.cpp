@@ -89,20 +89,20 @@ void DataDetectorMonitor::searchAXTree(const ElementHandle &element, DDSearchCon
     if (depth >= maxDepth)
         return;
     ElementTree &tree = *m_services.platform.elementTree;
-    for (const QStringView attribute : {u"AXTitle", u"AXDescription", u"AXValue", u"AXHelp"}) {
+    for (const Attribute attribute : {Attribute::title, Attribute::description, Attribute::value, Attribute::help}) {
         const std::optional<QString> text = elementreads::text(tree, element, attribute);
         if (text && !text->isEmpty()) {
             context.allLabels.append(*text);
             checkDDLabel(*text, context);
         }
     }
-    if (const std::optional<QString> role = elementreads::text(tree, element, u"AXRoleDescription");
+    if (const std::optional<QString> role = elementreads::text(tree, element, Attribute::roleDescription);
         role && !role->isEmpty())
         context.allLabels.append(QStringLiteral("(role:") + *role + u')');
 
     // Both lists, even where they overlap: some programs list a popup's entries only as visible
     // children, and a twice-read label does no harm.
-    for (const QStringView attribute : {u"AXChildren", u"AXVisibleChildren"}) {
+    for (const Attribute attribute : {Attribute::children, Attribute::visibleChildren}) {
         if (const std::optional<QList<ElementHandle>> children = elementreads::elements(tree, element, attribute)) {
             for (const ElementHandle &child : *children)
                 searchAXTree(child, context, depth + 1, maxDepth);
@@ -111,7 +111,7 @@ void DataDetectorMonitor::searchAXTree(const ElementHandle &element, DDSearchCon
 }
 
 std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanAXAttribute(
-    const ElementHandle &element, const QString &attribute, const QString &label,
+    const ElementHandle &element, Attribute attribute, const QString &label,
     const std::optional<QRectF> &expectedFrame)
 {
     ElementTree &tree = *m_services.platform.elementTree;
@@ -127,8 +127,8 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanAXAttribu
 
     for (qsizetype i = 0; i < items->size(); ++i) {
         const ElementHandle &item = items->at(i);
-        const QString role = elementreads::text(tree, item, u"AXRole").value_or(QStringLiteral("?"));
-        const QString subrole = elementreads::text(tree, item, u"AXSubrole").value_or(QString());
+        const QString role = elementreads::text(tree, item, Attribute::role).value_or(QStringLiteral("?"));
+        const QString subrole = elementreads::text(tree, item, Attribute::subrole).value_or(QString());
         const QSizeF size = elementreads::size(tree, item);
         const QPointF position = elementreads::position(tree, item);
         const QString index = u'[' + QString::number(i) + u']';
@@ -169,10 +169,10 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::findDDPopupIn
     const ElementHandle &element, const std::optional<QRectF> &expectedFrame)
 {
     // The program's windows first; its direct children only when no window is the popup.
-    if (std::optional<PopupInfo> popup = scanAXAttribute(element, QStringLiteral("AXWindows"),
+    if (std::optional<PopupInfo> popup = scanAXAttribute(element, Attribute::windows,
                                                          QStringLiteral("windows"), expectedFrame))
         return popup;
-    return scanAXAttribute(element, QStringLiteral("AXChildren"), QStringLiteral("children"), expectedFrame);
+    return scanAXAttribute(element, Attribute::children, QStringLiteral("children"), expectedFrame);
 }
 
 QString DataDetectorMonitor::extractPhoneNumber(const QString &text) const

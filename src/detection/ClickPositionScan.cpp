@@ -36,11 +36,11 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanAtClickPo
     if (!screenHeight)
         return std::nullopt;
 
-    // Against the main screen's height even when the click was on another screen, as the
-    // platform converts the element tree's coordinates the same way.
-    const QPointF click(lastClickPosition.x(), *screenHeight - lastClickPosition.y());
-    log(QStringLiteral("  [AtPosition] Click at NS(") + detectortext::number(lastClickPosition.x()) + QStringLiteral(", ")
-        + detectortext::number(lastClickPosition.y()) + QStringLiteral(") \u2192 CG(") + detectortext::number(click.x())
+    // The click is already where the element tree looks (top-left origin, device pixels); the
+    // log line writes it in both forms, the first measured against the main screen's height.
+    const QPointF click = lastClickPosition;
+    log(QStringLiteral("  [AtPosition] Click at NS(") + detectortext::number(click.x()) + QStringLiteral(", ")
+        + detectortext::number(*screenHeight - click.y()) + QStringLiteral(") \u2192 CG(") + detectortext::number(click.x())
         + QStringLiteral(", ") + detectortext::number(click.y()) + u')');
 
     ElementTree &tree = *m_services.platform.elementTree;
@@ -50,9 +50,9 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanAtClickPo
         if (code != ElementTree::kSuccess || !element)
             continue;
 
-        const QString role = elementreads::text(tree, element, u"AXRole").value_or(QStringLiteral("?"));
-        const QString title = elementreads::text(tree, element, u"AXTitle").value_or(QString());
-        const QString description = elementreads::text(tree, element, u"AXDescription").value_or(QString());
+        const QString role = elementreads::text(tree, element, Attribute::role).value_or(QStringLiteral("?"));
+        const QString title = elementreads::text(tree, element, Attribute::title).value_or(QString());
+        const QString description = elementreads::text(tree, element, Attribute::description).value_or(QString());
         const QString shown = title.isEmpty() ? description : title;
         if (!shown.isEmpty()) {
             log(QStringLiteral("  [AtPosition] offset=(") + detectortext::number(offset.dx) + u','
@@ -79,10 +79,10 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::findPopupCont
     QString containerRole;
     // The start element's own role is never tested: the entry that matched is not the frame.
     for (int step = 0; step < kMaxAncestorSteps && !container; ++step) {
-        const ElementHandle parent = elementreads::element(tree, current, u"AXParent");
+        const ElementHandle parent = elementreads::element(tree, current, Attribute::parent);
         if (!parent)
             return std::nullopt;
-        const QString role = elementreads::text(tree, parent, u"AXRole").value_or(QString());
+        const QString role = elementreads::text(tree, parent, Attribute::role).value_or(QString());
         for (const QStringView candidate : kContainerRoles) {
             if (role == candidate) {
                 container = parent;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -18,6 +20,8 @@ public:
     virtual std::optional<Token> addLeftMouseDownListener(std::function<void()> handler) = 0;
     // Stops the listener with this token; unknown tokens are ignored.
     virtual void removeListener(Token token) = 0;
+    // Why the last installation failed, as one line for the detector's log; empty when it did not.
+    virtual QString unavailableReason() const = 0;
 };
 
 } // namespace dialwise

@@ -5,7 +5,6 @@
 #include "CallManager.h"
 #include "CompanionTitle.h"
 #include "DetectorText.h"
-#include "WindowFields.h"
 
 #include <QPointer>
 
@@ -40,13 +39,14 @@ void DataDetectorMonitor::showCompanionPanel(const QRectF &popupFrame, const QSt
     if (!screenHeight)
         return;
 
-    // Bottom-left origin against the main screen, as the click and the strip's window use.
-    const QRectF frame(popupFrame.x(), *screenHeight - (popupFrame.y() + popupFrame.height()) - kStripHeight + kStripOverlap,
-                       popupFrame.width(), kStripHeight);
+    // The log writes the strip bottom-left-origin against the main screen; the strip's window
+    // places itself from the popup's own frame, on whichever monitor holds it.
+    const StripPlacement placement{popupFrame, kStripHeight, kStripOverlap};
+    const QRectF frame = placement.bottomLeftFrame(*screenHeight);
     log(QStringLiteral("  [Panel] Showing at NS frame ") + detectortext::frame(frame) + QStringLiteral(" (overlap ")
         + detectortext::number(kStripOverlap) + QStringLiteral("px) for phone '") + phoneNumber + u'\'');
 
-    companionPanel = m_services.platform.panelView->showPanel(frame, phoneNumber, [self = QPointer(this)] {
+    companionPanel = m_services.platform.panelView->showPanel(placement, phoneNumber, [self = QPointer(this)] {
         if (self)
             self->companionItemClicked();
     });
@@ -71,16 +71,11 @@ bool DataDetectorMonitor::isDDPopupStillVisible()
         return false;
     // Any window of nearly the popup's frame will do: owners and numbers differ between desktops.
     for (const WindowInfo &window : *windows) {
-        const std::optional<QVariantMap> bounds = windowfields::bounds(window.bounds);
-        if (!bounds)
-            continue;
-        const double x = bounds->value(QStringLiteral("X"), 0.0).toDouble();
-        const double y = bounds->value(QStringLiteral("Y"), 0.0).toDouble();
-        const double width = bounds->value(QStringLiteral("Width"), 0.0).toDouble();
-        const double height = bounds->value(QStringLiteral("Height"), 0.0).toDouble();
-        if (std::abs(x - lastPopupFrame.x()) < kSameFrameTolerance && std::abs(y - lastPopupFrame.y()) < kSameFrameTolerance
-            && std::abs(width - lastPopupFrame.width()) < kSameFrameTolerance
-            && std::abs(height - lastPopupFrame.height()) < kSameFrameTolerance)
+        const QRectF &bounds = window.bounds;
+        if (std::abs(bounds.x() - lastPopupFrame.x()) < kSameFrameTolerance
+            && std::abs(bounds.y() - lastPopupFrame.y()) < kSameFrameTolerance
+            && std::abs(bounds.width() - lastPopupFrame.width()) < kSameFrameTolerance
+            && std::abs(bounds.height() - lastPopupFrame.height()) < kSameFrameTolerance)
             return true;
     }
     return false;

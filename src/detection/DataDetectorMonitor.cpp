@@ -5,7 +5,6 @@
 
 #include "CallManager.h"
 #include "DetectorText.h"
-#include "WindowFields.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -191,7 +190,7 @@ void DataDetectorMonitor::stopMonitoring()
 
 void DataDetectorMonitor::handleClick()
 {
-    lastClickPosition = m_services.platform.screen->mouseLocation();
+    lastClickPosition = m_services.platform.screen->pointerPosition();
     dismissCompanionPanel();
     scanAttempts = 0;
     snapshotWindowIDs();
@@ -217,10 +216,8 @@ void DataDetectorMonitor::snapshotWindowIDs()
     if (!windows)
         return;
     QSet<quint32> ids;
-    for (const WindowInfo &window : *windows) {
-        if (const std::optional<quint32> number = windowfields::exactInteger<quint32>(window.number))
-            ids.insert(*number);
-    }
+    for (const WindowInfo &window : *windows)
+        ids.insert(window.id);
     knownWindowIDs = std::move(ids);
 }
 
@@ -271,23 +268,13 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanNewWindow
     };
     QList<Candidate> candidates;
     for (const WindowInfo &window : *windows) {
-        const std::optional<quint32> number = windowfields::exactInteger<quint32>(window.number);
-        const std::optional<qint32> pid = windowfields::exactInteger<qint32>(window.ownerPid);
-        const std::optional<QVariantMap> bounds = windowfields::bounds(window.bounds);
-        if (!number || !pid || !bounds)
-            continue;
-        if (knownWindowIDs.contains(*number))
+        if (knownWindowIDs.contains(window.id))
             continue; // it was there before the click
 
-        const QString owner = window.ownerName.typeId() == QMetaType::QString ? window.ownerName.toString()
-                                                                               : QStringLiteral("unknown");
-        const qint64 layer = windowfields::exactInteger<qint64>(window.layer).value_or(0);
-        const QRectF frame(bounds->value(QStringLiteral("X"), 0.0).toDouble(),
-                           bounds->value(QStringLiteral("Y"), 0.0).toDouble(),
-                           bounds->value(QStringLiteral("Width"), 0.0).toDouble(),
-                           bounds->value(QStringLiteral("Height"), 0.0).toDouble());
-        log(QStringLiteral("  [NewWindow] New window: id=") + QString::number(*number) + QStringLiteral(" owner='") + owner
-            + QStringLiteral("' pid=") + QString::number(*pid) + QStringLiteral(" layer=") + QString::number(layer)
+        const QString owner = window.ownerName.value_or(QStringLiteral("unknown"));
+        const QRectF &frame = window.bounds;
+        log(QStringLiteral("  [NewWindow] New window: id=") + QString::number(window.id) + QStringLiteral(" owner='") + owner
+            + QStringLiteral("' pid=") + QString::number(window.ownerPid) + QStringLiteral(" layer=") + QString::number(window.layer)
             + QStringLiteral(" frame=(") + detectortext::number(frame.x()) + u',' + detectortext::number(frame.y()) + u','
             + detectortext::number(frame.width()) + u',' + detectortext::number(frame.height()) + u')');
 
@@ -295,7 +282,7 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanNewWindow
         // whichever process the desktop uses to draw them.
         if (frame.width() > kPopupMinWidth && frame.width() < kPopupMaxWidth && frame.height() > kPopupMinHeight
             && frame.height() < kPopupMaxHeight)
-            candidates.append({frame, *pid, owner, *number});
+            candidates.append({frame, window.ownerPid, owner, window.id});
     }
 
     if (candidates.isEmpty()) {

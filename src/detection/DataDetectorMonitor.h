@@ -106,7 +106,7 @@ public:
     bool isDDRelated(const QString &text) const;
     void checkDDLabel(const QString &label, DDSearchContext &context) const;
     void searchAXTree(const ElementHandle &element, DDSearchContext &context, int depth, int maxDepth);
-    std::optional<PopupInfo> scanAXAttribute(const ElementHandle &element, const QString &attribute,
+    std::optional<PopupInfo> scanAXAttribute(const ElementHandle &element, Attribute attribute,
                                              const QString &label, const std::optional<QRectF> &expectedFrame);
     std::optional<PopupInfo> findDDPopupInAXElement(const ElementHandle &element,
                                                     const std::optional<QRectF> &expectedFrame);
@@ -129,7 +129,7 @@ public:
     QString currentPhoneNumber;
     QRectF lastPopupFrame;                // top-left origin
     QSet<quint32> knownWindowIDs;         // on-screen windows just before the last click's scans
-    QPointF lastClickPosition;            // bottom-left origin, as the pointer query gives it
+    QPointF lastClickPosition;            // top-left origin, device pixels, as the pointer query gives it
     qint64 scanAttempts = 0;              // attempts run since the last click
     std::unique_ptr<QFile> logFile;
 

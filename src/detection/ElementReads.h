@@ -14,7 +14,7 @@ namespace dialwise::elementreads {
 // Reads with the detector's convention: a failed read, an absent value and a value of the wrong
 // type all count as "not available", and each caller picks its own default.
 
-inline std::optional<QString> text(ElementTree &tree, const ElementHandle &element, QStringView attribute)
+inline std::optional<QString> text(ElementTree &tree, const ElementHandle &element, Attribute attribute)
 {
     AttributeValue value;
     if (tree.copyAttributeValue(element, attribute, value) != ElementTree::kSuccess)
@@ -27,7 +27,7 @@ inline std::optional<QString> text(ElementTree &tree, const ElementHandle &eleme
 // The error code travels out so that a failure can be logged with it; 0 when the read succeeded
 // but gave no element list.
 inline std::optional<QList<ElementHandle>> elements(ElementTree &tree, const ElementHandle &element,
-                                                    QStringView attribute, int *code = nullptr)
+                                                    Attribute attribute, int *code = nullptr)
 {
     AttributeValue value;
     const int result = tree.copyAttributeValue(element, attribute, value);
@@ -40,7 +40,7 @@ inline std::optional<QList<ElementHandle>> elements(ElementTree &tree, const Ele
     return std::nullopt;
 }
 
-inline ElementHandle element(ElementTree &tree, const ElementHandle &from, QStringView attribute)
+inline ElementHandle element(ElementTree &tree, const ElementHandle &from, Attribute attribute)
 {
     AttributeValue value;
     if (tree.copyAttributeValue(from, attribute, value) != ElementTree::kSuccess)
@@ -53,7 +53,7 @@ inline ElementHandle element(ElementTree &tree, const ElementHandle &from, QStri
 inline QSizeF size(ElementTree &tree, const ElementHandle &element)
 {
     AttributeValue value;
-    if (tree.copyAttributeValue(element, u"AXSize", value) != ElementTree::kSuccess)
+    if (tree.copyAttributeValue(element, Attribute::size, value) != ElementTree::kSuccess)
         return QSizeF(0, 0);
     if (const QSizeF *size = std::get_if<QSizeF>(&value))
         return *size;
@@ -63,7 +63,7 @@ inline QSizeF size(ElementTree &tree, const ElementHandle &element)
 inline QPointF position(ElementTree &tree, const ElementHandle &element)
 {
     AttributeValue value;
-    if (tree.copyAttributeValue(element, u"AXPosition", value) != ElementTree::kSuccess)
+    if (tree.copyAttributeValue(element, Attribute::position, value) != ElementTree::kSuccess)
         return QPointF(0, 0);
     if (const QPointF *point = std::get_if<QPointF>(&value))
         return *point;

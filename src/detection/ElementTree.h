@@ -6,10 +6,66 @@
 #include <QString>
 #include <QStringView>
 
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <variant>
 
 namespace dialwise {
+
+// The attributes the detector reads from other programs' elements.
+enum class Attribute {
+    role,
+    subrole,
+    roleDescription,
+    title,
+    description,
+    value,
+    help,
+    position,
+    size,
+    children,
+    visibleChildren,
+    windows,
+    parent,
+};
+
+inline constexpr Attribute kAttributes[] = {
+    Attribute::role,     Attribute::subrole,         Attribute::roleDescription, Attribute::title,  Attribute::description,
+    Attribute::value,    Attribute::help,            Attribute::position,        Attribute::size,   Attribute::children,
+    Attribute::visibleChildren, Attribute::windows, Attribute::parent,
+};
+
+// An attribute's name in the detector's log lines and in recorded scenarios: "AXRole", "AXTitle".
+constexpr QStringView attributeName(Attribute attribute)
+{
+    switch (attribute) {
+    case Attribute::role: return u"AXRole";
+    case Attribute::subrole: return u"AXSubrole";
+    case Attribute::roleDescription: return u"AXRoleDescription";
+    case Attribute::title: return u"AXTitle";
+    case Attribute::description: return u"AXDescription";
+    case Attribute::value: return u"AXValue";
+    case Attribute::help: return u"AXHelp";
+    case Attribute::position: return u"AXPosition";
+    case Attribute::size: return u"AXSize";
+    case Attribute::children: return u"AXChildren";
+    case Attribute::visibleChildren: return u"AXVisibleChildren";
+    case Attribute::windows: return u"AXWindows";
+    case Attribute::parent: return u"AXParent";
+    }
+    return u"";
+}
+
+// The attribute of that name; none for a name the detector never reads.
+inline std::optional<Attribute> attributeNamed(QStringView name)
+{
+    for (const Attribute attribute : kAttributes) {
+        if (attributeName(attribute) == name)
+            return attribute;
+    }
+    return std::nullopt;
+}
 
 // One element of another program's accessibility tree. Opaque to the logic; each ElementTree
 // hands out and reads back only its own elements.
@@ -26,10 +82,8 @@ using ElementHandle = std::shared_ptr<const Element>;
 using AttributeValue = std::variant<std::monostate, QString, QList<ElementHandle>, QPointF, QSizeF, double, bool,
                                     ElementHandle>;
 
-// Other programs' element trees (the accessibility API). Attribute names are the detector's own:
-// "AXRole", "AXTitle", "AXDescription", "AXValue", "AXHelp", "AXSubrole", "AXRoleDescription",
-// "AXChildren", "AXVisibleChildren", "AXWindows", "AXParent", "AXPosition", "AXSize".
-// Positions are in top-left-origin screen coordinates. Every call may block while the other
+// Other programs' element trees (the accessibility API). Positions and sizes are in top-left
+// origin device pixels, as the window list gives windows. Every call may block while the other
 // program answers; implementations bound that wait.
 class ElementTree
 {
@@ -41,7 +95,7 @@ public:
 
     // Reads one attribute. On kSuccess `value` holds what the element answered, which may be
     // absent (monostate) or of another type than the caller wants.
-    virtual int copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value) = 0;
+    virtual int copyAttributeValue(const ElementHandle &element, Attribute attribute, AttributeValue &value) = 0;
     // The deepest element at a top-left-origin screen point. On kSuccess `element` may still be
     // null: nothing is there.
     virtual int copyElementAtPosition(float x, float y, ElementHandle &element) = 0;

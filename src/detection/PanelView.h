@@ -17,15 +17,35 @@ public:
     virtual void close() = 0;
 };
 
+// Where a strip goes: under popupFrame (top-left origin, device pixels, as the window list and the
+// element tree give it), exactly as wide, `height` points high, its top `overlap` points over the
+// popup's lower edge. Height and overlap are points, not pixels: the strip is drawn at the density
+// of the monitor that holds the popup, so on a 2x monitor 30 points are 60 device pixels.
+struct StripPlacement
+{
+    QRectF popupFrame;
+    double height = 0;
+    double overlap = 0;
+
+    // The strip in the bottom-left-origin form the log lines write, measured against the main
+    // screen's height, with height and overlap taken as they are.
+    QRectF bottomLeftFrame(double mainScreenHeight) const
+    {
+        return QRectF(popupFrame.x(), mainScreenHeight - (popupFrame.y() + popupFrame.height()) - height + overlap,
+                      popupFrame.width(), height);
+    }
+    bool operator==(const StripPlacement &) const = default;
+};
+
 // Makes the "Call with Dialwise" strip under a found popup.
 class PanelView
 {
 public:
     virtual ~PanelView() = default;
-    // Shows a strip at frame (bottom-left origin against the main screen's height) whose button
-    // reads "  Call with Dialwise" and, unless phoneNumber is empty or "unknown", the number's
-    // display form. onClick runs when the user clicks the button.
-    virtual std::unique_ptr<Panel> showPanel(const QRectF &frame, const QString &phoneNumber,
+    // Shows a strip placed as `placement` says whose button reads "  Call with Dialwise" and,
+    // unless phoneNumber is empty or "unknown", the number's display form. onClick runs when the
+    // user clicks the button.
+    virtual std::unique_ptr<Panel> showPanel(const StripPlacement &placement, const QString &phoneNumber,
                                              std::function<void()> onClick) = 0;
 };
 

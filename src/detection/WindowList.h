@@ -1,23 +1,23 @@
 #pragma once
 
 #include <QList>
+#include <QRectF>
 #include <QString>
-#include <QVariant>
 
 #include <optional>
 
 namespace dialwise {
 
-// One entry of the on-screen window list. Every field is a QVariant because other programs'
-// windows can be malformed: an invalid QVariant is an absent field, and a value of another type
-// than the one documented is kept as it came, for the logic to reject.
+// One entry of the on-screen window list, as the X server knows a window.
 struct WindowInfo
 {
-    QVariant number;    // unsigned 32-bit window number
-    QVariant ownerPid;  // signed 32-bit process id of the owner
-    QVariant ownerName; // QString
-    QVariant layer;     // integer; 0 for ordinary windows, 101 for menus and popups
-    QVariant bounds;    // QVariantMap with numbers under "X", "Y", "Width", "Height" (top-left origin)
+    quint32 id = 0;                   // the window's X id
+    qint32 ownerPid = 0;              // the owning process; 0 when nobody says
+    std::optional<QString> ownerName; // the owning program's name; none when it cannot be named
+    qint64 layer = 0;                 // 0 for ordinary windows, 101 for menus and popups
+    QRectF bounds;                    // top-left origin, device pixels, root coordinates
+
+    bool operator==(const WindowInfo &) const = default;
 };
 
 // The program the user is working in.

@@ -30,7 +30,7 @@ TEST(ScanAtClickPositionTest, probesInTableOrder_againstMainScreenHeight)
     MonitorRig rig;
     rig.screen->height = 900;
     DataDetectorMonitor &monitor = rig.make();
-    monitor.lastClickPosition = QPointF(300, 100);
+    monitor.lastClickPosition = QPointF(300, 800); // NS (300, 100) on a screen 900 high
 
     EXPECT_FALSE(monitor.scanAtClickPosition());
 
@@ -64,12 +64,12 @@ TEST(ScanAtClickPositionTest, descriptionShownWhenTitleEmpty_andMatches)
     rig.tree->set(number, u"AXValue", QStringLiteral("(555) 123-4567"));
     ElementHandle parent = std::get<ElementHandle>([&] {
         dialwise::AttributeValue v;
-        rig.tree->copyAttributeValue(entry, u"AXParent", v);
+        rig.tree->copyAttributeValue(entry, dialwise::Attribute::parent, v);
         return v;
     }());
     rig.tree->set(parent, u"AXVisibleChildren", QList<ElementHandle>{number});
     rig.tree->addHitRect(QRectF(0, 820, 1000, 20), entry); // only the second probe (y 830) hits
-    monitor.lastClickPosition = QPointF(300, 100);
+    monitor.lastClickPosition = QPointF(300, 800);
 
     const auto found = monitor.scanAtClickPosition();
 
@@ -92,7 +92,7 @@ TEST(ScanAtClickPositionTest, messageWithoutPlus_noMatch_scanMovesOn)
     DataDetectorMonitor &monitor = rig.make();
     ElementHandle entry = entryUnder(rig, QStringLiteral("AXWindow"), 1, QStringLiteral("Message"), QRectF(0, 0, 200, 100));
     rig.tree->addHitRect(QRectF(0, 0, 2000, 2000), entry);
-    monitor.lastClickPosition = QPointF(100, 1000);
+    monitor.lastClickPosition = QPointF(100, 80);
 
     EXPECT_FALSE(monitor.scanAtClickPosition());
     EXPECT_EQ(rig.tree->hitTestPoints.size(), 14u);

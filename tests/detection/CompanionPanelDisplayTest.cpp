@@ -47,10 +47,8 @@ struct StripFixture : ::testing::Test
 
     CompanionPanel *show(const QString &number)
     {
-        // The strip for a popup at (500, 300, 260, 120) on this screen, as the detector places it.
-        const qreal height = QGuiApplication::primaryScreen()->geometry().height();
-        const QRectF frame(500, height - (300 + 120) - 30 + 8, 260, 30);
-        panel = view.showPanel(frame, number, [this] { ++clicks; });
+        // The strip for a popup at (500, 300, 260, 120), as the detector places it.
+        panel = view.showPanel(dialwise::StripPlacement{QRectF(500, 300, 260, 120), 30, 8}, number, [this] { ++clicks; });
         CompanionPanel *strip = view.currentPanel();
         EXPECT_TRUE(strip);
         EXPECT_TRUE(QTest::qWaitForWindowExposed(strip));
@@ -75,6 +73,7 @@ TEST_F(StripFixture, windowFloatsWithoutFocus_placedUnderPopup_namedForUsers)
     EXPECT_TRUE(flags.testFlag(Qt::FramelessWindowHint));
     EXPECT_TRUE(flags.testFlag(Qt::WindowStaysOnTopHint));
     EXPECT_TRUE(flags.testFlag(Qt::WindowDoesNotAcceptFocus));
+    EXPECT_TRUE(flags.testFlag(Qt::X11BypassWindowManagerHint));
     EXPECT_TRUE(strip->testAttribute(Qt::WA_ShowWithoutActivating));
     EXPECT_TRUE(strip->testAttribute(Qt::WA_TranslucentBackground));
     EXPECT_EQ(strip->windowTitle(), QStringLiteral("Call with Dialwise"));
@@ -83,6 +82,13 @@ TEST_F(StripFixture, windowFloatsWithoutFocus_placedUnderPopup_namedForUsers)
     // Top-left origin: the strip's top edge 8 above the popup's bottom (300 + 120).
     EXPECT_EQ(strip->geometry(), QRect(500, 412, 260, 30));
     EXPECT_EQ(strip->button()->geometry(), QRect(0, 1, 260, 29));
+    // The window's shape cuts the lower corners, so no compositor is needed to round them.
+    const QRegion shape = strip->mask();
+    EXPECT_TRUE(shape.contains(QPoint(0, 0)));
+    EXPECT_TRUE(shape.contains(QPoint(259, 0)));
+    EXPECT_TRUE(shape.contains(QPoint(130, 29)));
+    EXPECT_FALSE(shape.contains(QPoint(0, 29)));
+    EXPECT_FALSE(shape.contains(QPoint(259, 29)));
 }
 
 TEST_F(StripFixture, titlePieces_numberInDisplayFormOrNone)

@@ -1,7 +1,10 @@
-// Numbers and frames as the detector's log lines write them.
+// Numbers, frames and attribute names as the detector's log lines write them.
 #include "DetectorText.h"
+#include "ElementTree.h"
 
 #include <gtest/gtest.h>
+
+#include <QStringList>
 
 #include <limits>
 
@@ -27,3 +30,19 @@ TEST(DetectorTextTest, frameInParentheses)
 }
 
 } // namespace
+
+TEST(DetectorTextTest, attributeNames_asTheLogAndScenariosWriteThem)
+{
+    const QStringList names = [] {
+        QStringList list;
+        for (const dialwise::Attribute attribute : dialwise::kAttributes)
+            list.append(dialwise::attributeName(attribute).toString());
+        return list;
+    }();
+    EXPECT_EQ(names, (QStringList{"AXRole", "AXSubrole", "AXRoleDescription", "AXTitle", "AXDescription", "AXValue",
+                                  "AXHelp", "AXPosition", "AXSize", "AXChildren", "AXVisibleChildren", "AXWindows",
+                                  "AXParent"}));
+    for (const dialwise::Attribute attribute : dialwise::kAttributes)
+        EXPECT_EQ(dialwise::attributeNamed(dialwise::attributeName(attribute)), attribute);
+    EXPECT_FALSE(dialwise::attributeNamed(u"AXNoSuchThing"));
+}

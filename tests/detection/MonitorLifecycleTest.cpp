@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 using dialwise::DataDetectorMonitor;
+using dialwise::StripPlacement;
 using dialwise::WindowInfo;
 using dialwise::testing::FakeWindowList;
 using dialwise::testing::MonitorRig;
@@ -168,7 +169,8 @@ TEST(CompanionStripTest, frameBelowPopupOverlapping8_onMainScreen)
     StripRig rig;
     rig.monitor->showCompanionPanel(QRectF(500, 300, 260, 120), QStringLiteral("+1 (555) 010-0000"));
     ASSERT_EQ(rig.panels->shown.size(), 1u);
-    EXPECT_EQ(rig.panels->shown[0]->frame, QRectF(500, 638, 260, 30));
+    EXPECT_EQ(rig.panels->shown[0]->placement, (StripPlacement{QRectF(500, 300, 260, 120), 30, 8}));
+    EXPECT_EQ(rig.panels->shown[0]->placement.bottomLeftFrame(1080), QRectF(500, 638, 260, 30));
     EXPECT_EQ(rig.panels->shown[0]->phoneNumber, QStringLiteral("+1 (555) 010-0000"));
     EXPECT_EQ(rig.logs, QStringList{"  [Panel] Showing at NS frame (500.0, 638.0, 260.0, 30.0) (overlap 8.0px) for phone "
                                     "'+1 (555) 010-0000'"});

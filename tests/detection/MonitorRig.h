@@ -84,10 +84,10 @@ struct MonitorRig
         return *monitor;
     }
 
-    // A click at a bottom-left-origin point.
+    // A click at a bottom-left-origin point against the main screen, as the log lines write it.
     void clickAt(double x, double y)
     {
-        screen->mouse = QPointF(x, y);
+        screen->setPointerFromBottomLeft(QPointF(x, y));
         clicks->click();
     }
 

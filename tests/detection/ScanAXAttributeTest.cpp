@@ -121,7 +121,7 @@ TEST(ScanAXAttributeTest, unreadableRoleSizePosition_questionMarkAndZeros)
     rig.tree->setError(odd, u"AXRole", -25204);
     ElementHandle app = rig.application(1, {odd});
 
-    EXPECT_FALSE(monitor.scanAXAttribute(app, QStringLiteral("AXWindows"), QStringLiteral("windows"), std::nullopt));
+    EXPECT_FALSE(monitor.scanAXAttribute(app, dialwise::Attribute::windows, QStringLiteral("windows"), std::nullopt));
     EXPECT_EQ(rig.logs, (QStringList{"  [AX-windows] Found 1 windows", "  [AX-windows] [0] role=? size=0.0x0.0 pos=0.0,0.0"}));
 }
 

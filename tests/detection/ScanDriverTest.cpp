@@ -83,7 +83,7 @@ TEST(ScanDriverTest, secondClickWithin1500ms_olderAttemptsCountOnTop_twoExhauste
     rig.scheduler->advanceTo(700ms); // two attempts of the first click have run
     rig.clickAt(200, 200);
     EXPECT_EQ(rig.monitor->scanAttempts, 0);
-    EXPECT_EQ(rig.monitor->lastClickPosition, QPointF(200, 200));
+    EXPECT_EQ(rig.monitor->lastClickPosition, QPointF(200, 1080 - 200)); // top-left origin inside
     rig.scheduler->advanceTo(60s);
 
     // First click's 1.0 s and 1.5 s attempts plus the second click's four.
@@ -188,33 +188,18 @@ TEST(ScanDriverTest, candidatesWithoutResult_noSummaryLine)
     EXPECT_FALSE(rig.logs.contains(QStringLiteral("  [NewWindow] No new popup windows found")));
 }
 
-TEST(ScanDriverTest, malformedEntriesSkippedSilently_missingOwnerAndLayerDefaulted)
+TEST(ScanDriverTest, unnamedOwnerLoggedAsUnknown_layerAsGiven)
 {
     StartedRig rig;
-    WindowInfo noOwner;
-    noOwner.number = 60.0; // a whole double is a number
-    noOwner.ownerPid = 6;
-    noOwner.bounds = QVariantMap{{"X", 1}, {"Y", 2}, {"Width", 3.5}};
-    WindowInfo stringNumber = window(61, 6, QRectF(0, 0, 10, 10));
-    stringNumber.number = QStringLiteral("61");
-    WindowInfo fractionalNumber = window(62, 6, QRectF(0, 0, 10, 10));
-    fractionalNumber.number = 62.5;
-    WindowInfo negativeNumber = window(63, 6, QRectF(0, 0, 10, 10));
-    negativeNumber.number = -63;
-    WindowInfo noPid = window(64, 6, QRectF(0, 0, 10, 10));
-    noPid.ownerPid = QVariant();
-    WindowInfo stringBounds = window(65, 6, QRectF(0, 0, 10, 10));
-    stringBounds.bounds = QVariantMap{{"X", QStringLiteral("1")}};
-    WindowInfo nameNotString = window(66, 6, QRectF(0, 0, 10, 10));
-    nameNotString.ownerName = 42;
-    nameNotString.layer = QStringLiteral("top");
-    rig.windows->windows = QList<WindowInfo>{noOwner, stringNumber, fractionalNumber, negativeNumber, noPid, stringBounds, nameNotString};
+    WindowInfo unnamed = window(60, 6, QRectF(1, 2, 3.5, 0));
+    unnamed.ownerName = std::nullopt;
+    rig.windows->windows = QList<WindowInfo>{unnamed, window(66, 6, QRectF(0, 0, 10, 10), 101, QStringLiteral("Menu"))};
 
     EXPECT_FALSE(rig.monitor->scanNewWindows());
 
     EXPECT_EQ(rig.logs, (QStringList{
                             "  [NewWindow] New window: id=60 owner='unknown' pid=6 layer=0 frame=(1.0,2.0,3.5,0.0)",
-                            "  [NewWindow] New window: id=66 owner='unknown' pid=6 layer=0 frame=(0.0,0.0,10.0,10.0)",
+                            "  [NewWindow] New window: id=66 owner='Menu' pid=6 layer=101 frame=(0.0,0.0,10.0,10.0)",
                             "  [NewWindow] No new popup windows found",
                         }));
 }
@@ -236,9 +221,7 @@ TEST(ScanDriverTest, snapshot_failureKeepsOldSet_successReplacesIt)
     rig.windows->windows = std::nullopt;
     rig.monitor->snapshotWindowIDs();
     EXPECT_EQ(rig.monitor->knownWindowIDs, QSet<quint32>{1});
-    WindowInfo bad = window(3, 1, QRectF());
-    bad.number = QStringLiteral("3");
-    rig.windows->windows = QList<WindowInfo>{window(2, 1, QRectF()), bad, window(4, 1, QRectF())};
+    rig.windows->windows = QList<WindowInfo>{window(2, 1, QRectF()), window(4, 1, QRectF())};
     rig.monitor->snapshotWindowIDs();
     EXPECT_EQ(rig.monitor->knownWindowIDs, (QSet<quint32>{2, 4}));
 }

@@ -13,12 +13,12 @@ TEST(DetectionWithoutX11, clickSourceCannotInstallAndSaysX11IsNeeded)
     ASSERT_TRUE(qEnvironmentVariableIsEmpty("DISPLAY")) << "run with DIALWISE_NO_X=1";
     LinuxDetectionBackends backends = LinuxDetectionBackends::create();
     ASSERT_TRUE(backends.clickSource);
-    EXPECT_TRUE(backends.clickSourceUnavailable().isEmpty()) << "nothing tried yet";
+    EXPECT_TRUE(backends.clickSource->unavailableReason().isEmpty()) << "nothing tried yet";
     bool called = false;
     EXPECT_FALSE(backends.clickSource->addLeftMouseDownListener([&] { called = true; }).has_value());
-    EXPECT_TRUE(backends.clickSourceUnavailable().contains(QStringLiteral("needs an X11 session")))
-        << backends.clickSourceUnavailable().toStdString();
-    EXPECT_FALSE(backends.clickSourceUnavailable().contains(QLatin1Char('\n')));
+    EXPECT_TRUE(backends.clickSource->unavailableReason().contains(QStringLiteral("needs an X11 session")))
+        << backends.clickSource->unavailableReason().toStdString();
+    EXPECT_FALSE(backends.clickSource->unavailableReason().contains(QLatin1Char('\n')));
     EXPECT_FALSE(called);
 }
 

@@ -286,12 +286,12 @@ TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
             return false;
         }
         dialwise::AttributeValue title;
-        const int titleCode = tree.copyAttributeValue(button, u"AXTitle", title);
+        const int titleCode = tree.copyAttributeValue(button, dialwise::Attribute::title, title);
         const auto *text = std::get_if<QString>(&title);
         buttonTitle = text ? text->trimmed() : QString();
         if (buttonTitle.isEmpty()) {
             dialwise::AttributeValue role;
-            tree.copyAttributeValue(button, u"AXRole", role);
+            tree.copyAttributeValue(button, dialwise::Attribute::role, role);
             const auto *roleText = std::get_if<QString>(&role);
             lastMiss = "element without a title (code " + std::to_string(titleCode) + ", role " +
                 (roleText ? roleText->toStdString() : std::string("?")) + ")";
@@ -308,12 +308,12 @@ TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
         std::cout << "strip missing from Dialwise's accessibility tree: " << lastMiss << "\n";
         const dialwise::ElementHandle application = tree.applicationElement(rig->primaryPid());
         dialwise::AttributeValue windows;
-        if (application && tree.copyAttributeValue(application, u"AXWindows", windows) == dialwise::ElementTree::kSuccess) {
+        if (application && tree.copyAttributeValue(application, dialwise::Attribute::windows, windows) == dialwise::ElementTree::kSuccess) {
             for (const dialwise::ElementHandle &window : std::get<QList<dialwise::ElementHandle>>(windows)) {
                 dialwise::AttributeValue title, position, size;
-                tree.copyAttributeValue(window, u"AXTitle", title);
-                tree.copyAttributeValue(window, u"AXPosition", position);
-                tree.copyAttributeValue(window, u"AXSize", size);
+                tree.copyAttributeValue(window, dialwise::Attribute::title, title);
+                tree.copyAttributeValue(window, dialwise::Attribute::position, position);
+                tree.copyAttributeValue(window, dialwise::Attribute::size, size);
                 const auto *text = std::get_if<QString>(&title);
                 const auto *origin = std::get_if<QPointF>(&position);
                 const auto *extent = std::get_if<QSizeF>(&size);
@@ -336,17 +336,17 @@ TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
         if (!application)
             return false;
         dialwise::AttributeValue windows;
-        tree.copyAttributeValue(application, u"AXWindows", windows);
+        tree.copyAttributeValue(application, dialwise::Attribute::windows, windows);
         const auto *list = std::get_if<QList<dialwise::ElementHandle>>(&windows);
         if (!list)
             return false;
         std::function<bool(const dialwise::ElementHandle &, int)> holdsDialNumber = [&](const dialwise::ElementHandle &e, int depth) {
             dialwise::AttributeValue name;
-            tree.copyAttributeValue(e, u"AXTitle", name);
+            tree.copyAttributeValue(e, dialwise::Attribute::title, name);
             if (std::holds_alternative<QString>(name) && std::get<QString>(name) == QStringLiteral("Dial Number"))
                 return true;
             dialwise::AttributeValue children;
-            if (depth > 6 || tree.copyAttributeValue(e, u"AXVisibleChildren", children) != dialwise::ElementTree::kSuccess)
+            if (depth > 6 || tree.copyAttributeValue(e, dialwise::Attribute::visibleChildren, children) != dialwise::ElementTree::kSuccess)
                 return false;
             for (const auto &child : std::get<QList<dialwise::ElementHandle>>(children))
                 if (holdsDialNumber(child, depth + 1))

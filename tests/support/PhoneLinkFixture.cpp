@@ -4,6 +4,7 @@
 //   --popup-at-start   the popup is already open at start, at (400, 500)
 //   --no-number        the popup carries no number
 //   --elements N       N more labels in the main window (a program with a big element tree)
+//   --at X Y           the main window's top-left at (X, Y) in root coordinates (default 100 100)
 // A click anywhere else in the main window closes the popup, as clicking away from a real one does.
 // It prints "READY x y w h" (the number's rectangle, root coordinates) once shown, "POPUP x y w h"
 // each time the popup is mapped and "CLOSED" each time a click closes it.
@@ -123,6 +124,9 @@ int main(int argc, char **argv)
     const bool withNumber = !arguments.contains(QStringLiteral("--no-number"));
     const qsizetype elementsAt = arguments.indexOf(QStringLiteral("--elements"));
     const int elements = elementsAt >= 0 ? arguments.value(elementsAt + 1).toInt() : 0;
+    const qsizetype atAt = arguments.indexOf(QStringLiteral("--at"));
+    const QPoint origin = atAt >= 0 ? QPoint(arguments.value(atAt + 1).toInt(), arguments.value(atAt + 2).toInt())
+                                    : QPoint(100, 100);
 
     Popup popup(withNumber);
     MainWindow window(&popup);
@@ -147,7 +151,7 @@ int main(int argc, char **argv)
         layout->addLayout(grid);
     }
     layout->addStretch();
-    window.setGeometry(100, 100, 600, 400);
+    window.setGeometry(QRect(origin, QSize(600, 400)));
     window.show();
     if (atStart)
         popup.showAt(QPoint(400, 500));

@@ -5,6 +5,7 @@
 #   --popup-at-start   the popup is already open at start, at (400, 500)
 #   --no-number        the popup carries no number
 #   --elements N       N more labels in the main window (a program with a big element tree)
+#   --at X Y           the main window's top-left at (X, Y) in root coordinates (default 100 100)
 # A click anywhere else in the main window closes the popup, as clicking away from a real one does.
 # It prints "READY x y w h" (the number's rectangle, root coordinates) once shown, "POPUP x y w h"
 # each time the popup is mapped and "CLOSED" each time a click closes it.
@@ -31,6 +32,7 @@ def main():
     parser.add_argument("--popup-at-start", action="store_true")
     parser.add_argument("--no-number", action="store_true")
     parser.add_argument("--elements", type=int, default=0)
+    parser.add_argument("--at", type=int, nargs=2, default=(100, 100))
     args = parser.parse_args()
 
     # A POPUP window is override-redirect and takes no grab: it must not steal the next click.
@@ -62,7 +64,7 @@ def main():
 
     window = Gtk.Window(title="Phone link fixture (GTK)")
     window.connect("destroy", Gtk.main_quit)
-    window.move(100, 100)
+    window.move(*args.at)
     window.set_default_size(600, 400)
     outer = Gtk.Box(orientation=Gtk.Orientation.VERTICAL)
     window.add(outer)

@@ -6,6 +6,7 @@
 #include "DetectorText.h"
 #include "LibPhoneNumberFinder.h"
 #include "ScriptedDesktop.h"
+#include "WindowFields.h"
 #include "VirtualScheduler.h"
 
 #include <QFile>
@@ -266,18 +267,31 @@ QList<WindowInfo> readWindows(const QJsonArray &entries, const QString &where)
                     {QStringLiteral("number"), QStringLiteral("pid"), QStringLiteral("owner"), QStringLiteral("layer"),
                      QStringLiteral("bounds")},
                     entryWhere + QStringLiteral(": "));
-        // Any JSON type is taken as it comes: a malformed entry is part of what can be replayed.
         const QJsonValue bounds = entry.value(QStringLiteral("bounds"));
         if (bounds.isObject())
             requireKeys(bounds.toObject(),
                         {QStringLiteral("X"), QStringLiteral("Y"), QStringLiteral("Width"), QStringLiteral("Height")},
                         entryWhere + QStringLiteral(".bounds: "));
+        // Recorded lists may hold entries of any JSON type, as a window server that bridges other
+        // programs' data can. The detector skips a window without a whole window number, owner
+        // process id and all-number bounds without a word, so such an entry is left out here;
+        // an owner that is not a text counts as unnamed, a layer that is not a whole number as 0,
+        // and a missing bound as 0.
+        const std::optional<quint32> number = windowfields::exactInteger<quint32>(entry.value(QStringLiteral("number")).toVariant());
+        const std::optional<qint32> pid = windowfields::exactInteger<qint32>(entry.value(QStringLiteral("pid")).toVariant());
+        const std::optional<QVariantMap> frame = windowfields::bounds(bounds.toVariant());
+        if (!number || !pid || !frame)
+            continue;
         WindowInfo window;
-        window.number = entry.value(QStringLiteral("number")).toVariant();
-        window.ownerPid = entry.value(QStringLiteral("pid")).toVariant();
-        window.ownerName = entry.value(QStringLiteral("owner")).toVariant();
-        window.layer = entry.value(QStringLiteral("layer")).toVariant();
-        window.bounds = bounds.toVariant();
+        window.id = *number;
+        window.ownerPid = *pid;
+        const QJsonValue owner = entry.value(QStringLiteral("owner"));
+        if (owner.isString())
+            window.ownerName = owner.toString();
+        window.layer = windowfields::exactInteger<qint64>(entry.value(QStringLiteral("layer")).toVariant()).value_or(0);
+        window.bounds = QRectF(frame->value(QStringLiteral("X"), 0.0).toDouble(), frame->value(QStringLiteral("Y"), 0.0).toDouble(),
+                               frame->value(QStringLiteral("Width"), 0.0).toDouble(),
+                               frame->value(QStringLiteral("Height"), 0.0).toDouble());
         windows.append(window);
     }
     return windows;
@@ -447,7 +461,9 @@ std::optional<QString> play(const QByteArray &json, const std::function<void(con
     const std::unique_ptr<CallManager> silentManager = makeSilentCallManager(say);
     CallManager &callManager = *silentManager;
     panels->onShown = [&](const RecordingPanelView::Shown &shown) {
-        say(QStringLiteral("panel-shown ") + detectortext::frame(shown.frame) + QStringLiteral(" \"")
+        // Written as the log writes the strip: bottom-left origin against the main screen (a strip
+        // is only ever shown when there is one).
+        say(QStringLiteral("panel-shown ") + detectortext::frame(shown.placement.bottomLeftFrame(screen->height.value_or(0))) + QStringLiteral(" \"")
              + companiontitle::numberText(shown.phoneNumber, callManager) + u'"');
     };
     panels->onClosed = [&](const RecordingPanelView::Shown &) { say(QStringLiteral("panel-closed")); };
@@ -473,7 +489,7 @@ std::optional<QString> play(const QByteArray &json, const std::function<void(con
             monitor.startMonitoring();
             break;
         case Scenario::Event::Kind::click:
-            screen->mouse = event.click;
+            screen->setPointerFromBottomLeft(event.click);
             clicks->click();
             break;
         case Scenario::Event::Kind::companionClick:

@@ -35,7 +35,9 @@ namespace dialwise {
 //                   "click": [x, y] (bottom-left origin), "companionClick": true,
 //                   "stop": true } ], in time order; an event runs after the deferred work due
 //                   at the same instant. Window entries: "number", "pid", "owner", "layer",
-//                   "bounds": { "X", "Y", "Width", "Height" }, each optional and of any type.
+//                   "bounds": { "X", "Y", "Width", "Height" }, each optional and of any type;
+//                   an entry without a whole "number", a whole "pid" and all-number "bounds" is
+//                   left out of the list (the detector would skip it without a word).
 //   "until"         end of virtual time (default: the last event + 25 s)
 namespace replay {
 

@@ -13,13 +13,10 @@ struct ScriptedElementTree::Node final : public Element
     std::array<int, kAttributeCount> errors{};
 };
 
-int ScriptedElementTree::attributeIndex(QStringView attribute)
+int ScriptedElementTree::attributeIndex(QStringView name)
 {
-    for (int i = 0; i < kAttributeCount; ++i) {
-        if (kAttributes[i] == attribute)
-            return i;
-    }
-    return -1;
+    const std::optional<Attribute> attribute = attributeNamed(name);
+    return attribute ? int(*attribute) : -1;
 }
 
 ElementHandle ScriptedElementTree::add(const QString &name)
@@ -36,25 +33,35 @@ ScriptedElementTree::Node *ScriptedElementTree::node(const ElementHandle &elemen
     return const_cast<Node *>(static_cast<const Node *>(element.get()));
 }
 
-void ScriptedElementTree::set(const ElementHandle &element, QStringView attribute, AttributeValue value)
+void ScriptedElementTree::set(const ElementHandle &element, Attribute attribute, AttributeValue value)
 {
-    const int index = attributeIndex(attribute);
-    if (element && index >= 0)
-        node(element)->values[size_t(index)] = std::move(value);
+    if (element)
+        node(element)->values[size_t(attribute)] = std::move(value);
 }
 
-void ScriptedElementTree::setError(const ElementHandle &element, QStringView attribute, int code)
+void ScriptedElementTree::set(const ElementHandle &element, QStringView name, AttributeValue value)
 {
-    const int index = attributeIndex(attribute);
-    if (element && index >= 0)
-        node(element)->errors[size_t(index)] = code;
+    if (const std::optional<Attribute> attribute = attributeNamed(name))
+        set(element, *attribute, std::move(value));
+}
+
+void ScriptedElementTree::setError(const ElementHandle &element, Attribute attribute, int code)
+{
+    if (element)
+        node(element)->errors[size_t(attribute)] = code;
+}
+
+void ScriptedElementTree::setError(const ElementHandle &element, QStringView name, int code)
+{
+    if (const std::optional<Attribute> attribute = attributeNamed(name))
+        setError(element, *attribute, code);
 }
 
 void ScriptedElementTree::setChildren(const ElementHandle &parent, const QList<ElementHandle> &children)
 {
-    set(parent, u"AXChildren", children);
+    set(parent, Attribute::children, children);
     for (const ElementHandle &child : children)
-        set(child, u"AXParent", parent);
+        set(child, Attribute::parent, parent);
 }
 
 QString ScriptedElementTree::name(const ElementHandle &element) const
@@ -62,17 +69,17 @@ QString ScriptedElementTree::name(const ElementHandle &element) const
     return element ? node(element)->name : QString();
 }
 
-int ScriptedElementTree::copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value)
+int ScriptedElementTree::copyAttributeValue(const ElementHandle &element, Attribute attribute, AttributeValue &value)
 {
     ++attributeReads;
     value = std::monostate();
-    const int index = attributeIndex(attribute);
-    if (!element || index < 0)
+    const auto index = size_t(attribute);
+    if (!element)
         return kSuccess;
     const Node *n = node(element);
-    if (n->errors[size_t(index)] != kSuccess)
-        return n->errors[size_t(index)];
-    value = n->values[size_t(index)];
+    if (n->errors[index] != kSuccess)
+        return n->errors[index];
+    value = n->values[index];
     return kSuccess;
 }
 
@@ -109,16 +116,7 @@ bool ScriptedElementTree::isProcessTrusted(bool prompt)
 
 WindowInfo ScriptedWindowList::window(quint32 number, qint32 pid, const QString &owner, int layer, const QRectF &bounds)
 {
-    WindowInfo info;
-    info.number = number;
-    info.ownerPid = pid;
-    info.ownerName = owner;
-    info.layer = layer;
-    info.bounds = QVariantMap{{QStringLiteral("X"), bounds.x()},
-                              {QStringLiteral("Y"), bounds.y()},
-                              {QStringLiteral("Width"), bounds.width()},
-                              {QStringLiteral("Height"), bounds.height()}};
-    return info;
+    return WindowInfo{number, pid, owner, layer, bounds};
 }
 
 std::optional<ClickSource::Token> ScriptedClickSource::addLeftMouseDownListener(std::function<void()> handler)
@@ -166,10 +164,10 @@ private:
 
 } // namespace
 
-std::unique_ptr<Panel> RecordingPanelView::showPanel(const QRectF &frame, const QString &phoneNumber,
+std::unique_ptr<Panel> RecordingPanelView::showPanel(const StripPlacement &placement, const QString &phoneNumber,
                                                      std::function<void()> onClick)
 {
-    auto entry = std::make_shared<Shown>(Shown{frame, phoneNumber, std::move(onClick), false});
+    auto entry = std::make_shared<Shown>(Shown{placement, phoneNumber, std::move(onClick), false});
     shown.push_back(entry);
     if (onShown)
         onShown(*entry);

@@ -27,22 +27,20 @@ namespace dialwise {
 class ScriptedElementTree final : public ElementTree
 {
 public:
-    // The attributes the detector reads; any other name reads as absent.
-    static constexpr QStringView kAttributes[] = {
-        u"AXRole",  u"AXSubrole",  u"AXRoleDescription", u"AXTitle",          u"AXDescription",
-        u"AXValue", u"AXHelp",     u"AXPosition",        u"AXSize",           u"AXChildren",
-        u"AXVisibleChildren", u"AXWindows", u"AXParent",
-    };
-    static constexpr int kAttributeCount = int(std::size(kAttributes));
-    // Index into kAttributes, or -1.
-    static int attributeIndex(QStringView attribute);
+    static constexpr int kAttributeCount = int(std::size(dialwise::kAttributes));
+    // The attribute's slot, by the name scenarios write it ("AXRole"), or -1 for a name the
+    // detector never reads.
+    static int attributeIndex(QStringView name);
 
     // Adds an element with no attributes. The name is for the caller's own bookkeeping.
     ElementHandle add(const QString &name = QString());
-    // Sets what reading attribute answers (with success). An unknown attribute name is ignored.
-    void set(const ElementHandle &element, QStringView attribute, AttributeValue value);
+    // Sets what reading attribute answers (with success).
+    void set(const ElementHandle &element, Attribute attribute, AttributeValue value);
+    // The same by the name scenarios write ("AXRole"); a name the detector never reads is ignored.
+    void set(const ElementHandle &element, QStringView name, AttributeValue value);
     // Makes reading attribute fail with code (non-zero).
-    void setError(const ElementHandle &element, QStringView attribute, int code);
+    void setError(const ElementHandle &element, Attribute attribute, int code);
+    void setError(const ElementHandle &element, QStringView name, int code);
     // Convenience for trees: children, with each child's "AXParent" pointing back.
     void setChildren(const ElementHandle &parent, const QList<ElementHandle> &children);
     QString name(const ElementHandle &element) const;
@@ -52,7 +50,7 @@ public:
     // y <= py < y + h) names the element there.
     void addHitRect(const QRectF &rect, const ElementHandle &element) { m_hitRects.push_back({rect, element}); }
 
-    int copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value) override;
+    int copyAttributeValue(const ElementHandle &element, Attribute attribute, AttributeValue &value) override;
     int copyElementAtPosition(float x, float y, ElementHandle &element) override;
     ElementHandle applicationElement(qint64 pid) override;
     bool isProcessTrusted(bool prompt) override;
@@ -96,10 +94,13 @@ class ScriptedScreen final : public Screen
 {
 public:
     std::optional<double> mainScreenHeight() override { return height; }
-    QPointF mouseLocation() override { return mouse; }
+    QPointF pointerPosition() override { return pointer; }
 
     std::optional<double> height = 1080.0;
-    QPointF mouse;
+    QPointF pointer; // top-left origin
+
+    // A pointer given bottom-left-origin against the main screen, as recorded scenarios write it.
+    void setPointerFromBottomLeft(const QPointF &point) { pointer = QPointF(point.x(), height.value_or(0) - point.y()); }
 };
 
 class ScriptedClickSource final : public ClickSource
@@ -107,12 +108,14 @@ class ScriptedClickSource final : public ClickSource
 public:
     std::optional<Token> addLeftMouseDownListener(std::function<void()> handler) override;
     void removeListener(Token token) override { m_listeners.erase(token); }
+    QString unavailableReason() const override { return failInstall ? unavailable : QString(); }
 
     // A left mouse-down: every installed listener runs.
     void click();
     int listenerCount() const { return int(m_listeners.size()); }
 
     bool failInstall = false;
+    QString unavailable = QStringLiteral("no clicks on this scripted desktop");
 
 private:
     Token m_next = 1;
@@ -125,13 +128,13 @@ class RecordingPanelView final : public PanelView
 public:
     struct Shown
     {
-        QRectF frame;
+        StripPlacement placement;
         QString phoneNumber;
         std::function<void()> onClick;
         bool closed = false;
     };
 
-    std::unique_ptr<Panel> showPanel(const QRectF &frame, const QString &phoneNumber,
+    std::unique_ptr<Panel> showPanel(const StripPlacement &placement, const QString &phoneNumber,
                                      std::function<void()> onClick) override;
 
     // The strip on screen, if any.

@@ -6,6 +6,8 @@
 #include <QGuiApplication>
 #include <QPainter>
 #include <QPainterPath>
+#include <QRegion>
+#include <QResizeEvent>
 #include <QScreen>
 
 namespace dialwise {
@@ -42,7 +44,8 @@ private:
 } // namespace
 
 CompanionPanel::CompanionPanel(const QString &phoneNumber, const QString &numberText, QWidget *parent)
-    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus)
+    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
+                          | Qt::X11BypassWindowManagerHint)
     , m_button(new HoverButton(phoneNumber, numberText, this))
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
@@ -68,12 +71,9 @@ QColor CompanionPanel::separatorColor() const
     return color;
 }
 
-void CompanionPanel::paintEvent(QPaintEvent *)
+QPainterPath CompanionPanel::outline(const QRectF &bounds)
 {
     // The popup's last row: square top edge against the popup, rounded lower corners.
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF bounds = rect();
     QPainterPath path;
     path.moveTo(bounds.topLeft());
     path.lineTo(bounds.topRight());
@@ -85,32 +85,87 @@ void CompanionPanel::paintEvent(QPaintEvent *)
     path.arcTo(QRectF(bounds.left(), bounds.bottom() - 2 * kCornerRadius, 2 * kCornerRadius, 2 * kCornerRadius), 270,
                -90);
     path.closeSubpath();
-    painter.fillPath(path, backgroundColor());
+    return path;
+}
+
+void CompanionPanel::paintEvent(QPaintEvent *)
+{
+    // Every pixel inside the window's shape is painted in full: the shape rounds the corners, and
+    // a half-covered edge pixel would show black where no compositor blends it.
+    QPainter painter(this);
+    painter.fillRect(rect(), backgroundColor());
 
     // A one-pixel hairline along the top, inset on both sides like a popup's row separators.
-    painter.setRenderHint(QPainter::Antialiasing, false);
     painter.fillRect(QRect(kSeparatorInset, 0, width() - 2 * kSeparatorInset, 1), separatorColor());
 }
 
-CompanionPanelView::CompanionPanelView(const CallManager &callManager)
+void CompanionPanel::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    // The button fills the strip below the hairline, also when the strip is moved to its exact
+    // device pixels and Qt rounds its logical size anew.
+    m_button->setGeometry(0, 1, width(), height() - 1);
+    // Without a compositor the translucent corners would show black: the outline becomes the
+    // window's shape, so whatever is behind shows through them on any desktop.
+    setMask(QRegion(outline(rect()).toFillPolygon().toPolygon()));
+}
+
+CompanionPanelView::CompanionPanelView(const CallManager &callManager, DevicePlacement devicePlacement)
     : m_callManager(callManager)
+    , m_devicePlacement(std::move(devicePlacement))
 {
 }
 
-std::unique_ptr<Panel> CompanionPanelView::showPanel(const QRectF &frame, const QString &phoneNumber,
+QScreen *CompanionPanelView::screenHolding(const QRectF &deviceRect)
+{
+    // Qt keeps each monitor's origin in device pixels and scales only its size.
+    const QPointF middle = deviceRect.center();
+    for (QScreen *screen : QGuiApplication::screens()) {
+        const QRect geometry = screen->geometry();
+        const QRectF device(geometry.topLeft(), QSizeF(geometry.size()) * screen->devicePixelRatio());
+        if (device.contains(middle))
+            return screen;
+    }
+    return QGuiApplication::primaryScreen();
+}
+
+QRectF CompanionPanelView::toLogical(const QRectF &deviceRect, const QScreen *screen)
+{
+    if (!screen)
+        return deviceRect;
+    const QPointF origin = screen->geometry().topLeft();
+    const qreal ratio = screen->devicePixelRatio();
+    return QRectF(origin + (deviceRect.topLeft() - origin) / ratio, deviceRect.size() / ratio);
+}
+
+std::unique_ptr<Panel> CompanionPanelView::showPanel(const StripPlacement &placement, const QString &phoneNumber,
                                                      std::function<void()> onClick)
 {
     auto *panel = new CompanionPanel(phoneNumber, companiontitle::numberText(phoneNumber, m_callManager));
     QObject::connect(panel, &CompanionPanel::clicked, panel, [onClick = std::move(onClick)] { onClick(); });
 
-    const QScreen *screen = QGuiApplication::primaryScreen();
-    const qreal screenHeight = screen ? screen->geometry().height() : 0;
-    const QRect geometry = QRectF(frame.x(), screenHeight - (frame.y() + frame.height()), frame.width(), frame.height())
-                               .toAlignedRect();
+    // Height and overlap are points, so they are laid out in logical coordinates on the popup's
+    // own monitor: 30 points are 30 device pixels at 1x and 60 at 2x.
+    QScreen *screen = screenHolding(placement.popupFrame);
+    const QRectF popup = toLogical(placement.popupFrame, screen);
+    const QRect geometry = QRectF(popup.left(), popup.bottom() - placement.overlap, popup.width(), placement.height)
+                               .toRect();
+    if (screen)
+        panel->setScreen(screen);
+    panel->setFixedHeight(geometry.height());
     panel->setGeometry(geometry);
-    // The button fills the strip below the hairline.
-    panel->button()->setGeometry(0, 1, geometry.width(), geometry.height() - 1);
     panel->show();
+    if (m_devicePlacement) {
+        // The same strip in device pixels, from the popup's own edges: its left edge, its width,
+        // and the overlap and height at this monitor's ratio.
+        const qreal ratio = screen ? screen->devicePixelRatio() : 1;
+        const QRectF popupFrame = placement.popupFrame;
+        const QRect device(qRound(popupFrame.left()), qRound(popupFrame.bottom() - placement.overlap * ratio),
+                           qRound(popupFrame.width()), qRound(placement.height * ratio));
+        m_devicePlacement(panel, device);
+    }
+    // Above whatever popup or menu was mapped before it.
+    panel->raise();
     m_current = panel;
     return std::make_unique<WidgetPanel>(panel);
 }

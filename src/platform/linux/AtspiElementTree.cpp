@@ -172,7 +172,7 @@ QString AtspiElementTree::roleName(const QString &atspiRoleName)
     return name;
 }
 
-int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value)
+int AtspiElementTree::copyAttributeValue(const ElementHandle &element, Attribute attribute, AttributeValue &value)
 {
     value = std::monostate{};
     AtspiAccessible *accessible = unwrap(element);
@@ -182,7 +182,7 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
     Call call(*this, accessible);
     if (call.refused())
         return kCannotComplete;
-    call.what = attribute;
+    call.what = attributeName(attribute);
 
     auto stringResult = [&](gchar *text) {
         const QString string = takeString(text);
@@ -226,13 +226,13 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         return code;
     };
 
-    if (attribute == u"AXTitle")
+    if (attribute == Attribute::title)
         return stringResult(call.ask([&] { return atspi_accessible_get_name(accessible, &call.error); }));
-    if (attribute == u"AXDescription")
+    if (attribute == Attribute::description)
         return stringResult(call.ask([&] { return atspi_accessible_get_description(accessible, &call.error); }));
-    if (attribute == u"AXRoleDescription")
+    if (attribute == Attribute::roleDescription)
         return stringResult(call.ask([&] { return atspi_accessible_get_localized_role_name(accessible, &call.error); }));
-    if (attribute == u"AXRole") {
+    if (attribute == Attribute::role) {
         gchar *atspiName = call.ask([&] { return atspi_accessible_get_role_name(accessible, &call.error); });
         const QString name = takeString(atspiName);
         const int code = call.result();
@@ -240,7 +240,7 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
             value = roleName(name);
         return code;
     }
-    if (attribute == u"AXValue") {
+    if (attribute == Attribute::value) {
         AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
         if (!text)
             return call.result(kAttributeUnsupported);
@@ -254,11 +254,11 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
             value = content;
         return code;
     }
-    if (attribute == u"AXChildren")
+    if (attribute == Attribute::children)
         return childList(false);
-    if (attribute == u"AXVisibleChildren")
+    if (attribute == Attribute::visibleChildren)
         return childList(true);
-    if (attribute == u"AXWindows") {
+    if (attribute == Attribute::windows) {
         // An application's top-level children are its windows; other elements have none.
         if (!isApplication && call.ask([&] { return atspi_accessible_get_role(accessible, &call.error); }) != ATSPI_ROLE_APPLICATION)
             return call.result(kAttributeUnsupported);
@@ -267,7 +267,7 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
             orderFrontToBack(std::get<QList<ElementHandle>>(value));
         return code;
     }
-    if (attribute == u"AXParent") {
+    if (attribute == Attribute::parent) {
         AtspiAccessible *parent = call.ask([&] { return atspi_accessible_get_parent(accessible, &call.error); });
         const int code = call.result();
         if (code != kSuccess) {
@@ -280,7 +280,7 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         value = wrap(parent);
         return kSuccess;
     }
-    if (attribute == u"AXPosition" || attribute == u"AXSize") {
+    if (attribute == Attribute::position || attribute == Attribute::size) {
         AtspiComponent *component = call.ask([&] { return atspi_accessible_get_component_iface(accessible); });
         if (!component)
             return call.result(kAttributeUnsupported);
@@ -288,7 +288,7 @@ int AtspiElementTree::copyAttributeValue(const ElementHandle &element, QStringVi
         g_object_unref(component);
         const int code = call.result();
         if (code == kSuccess && extents) {
-            if (attribute == u"AXPosition")
+            if (attribute == Attribute::position)
                 value = QPointF(extents->x, extents->y);
             else
                 value = QSizeF(extents->width, extents->height);
@@ -325,8 +325,8 @@ void AtspiElementTree::orderFrontToBack(QList<ElementHandle> &windows)
     for (const ElementHandle &window : std::as_const(windows)) {
         qsizetype rank = stacked.size();
         AttributeValue position, size;
-        if (copyAttributeValue(window, u"AXPosition", position) == kSuccess &&
-            copyAttributeValue(window, u"AXSize", size) == kSuccess) {
+        if (copyAttributeValue(window, Attribute::position, position) == kSuccess &&
+            copyAttributeValue(window, Attribute::size, size) == kSuccess) {
             const auto *origin = std::get_if<QPointF>(&position);
             const auto *extent = std::get_if<QSizeF>(&size);
             if (origin && extent) {
@@ -411,15 +411,15 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
     // The program's top-level accessible for that window: the one with the window's very
     // rectangle, else the first showing one that contains the point.
     AttributeValue windows;
-    int code = copyAttributeValue(application, u"AXWindows", windows);
+    int code = copyAttributeValue(application, Attribute::windows, windows);
     if (code != kSuccess)
         return code;
     ElementHandle topLevel;
     ElementHandle containing;
     for (const ElementHandle &window : std::get<QList<ElementHandle>>(windows)) {
         AttributeValue position, size;
-        if (copyAttributeValue(window, u"AXPosition", position) != kSuccess ||
-            copyAttributeValue(window, u"AXSize", size) != kSuccess)
+        if (copyAttributeValue(window, Attribute::position, position) != kSuccess ||
+            copyAttributeValue(window, Attribute::size, size) != kSuccess)
             continue;
         const auto *origin = std::get_if<QPointF>(&position);
         const auto *extent = std::get_if<QSizeF>(&size);

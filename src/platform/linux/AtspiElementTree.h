@@ -35,7 +35,7 @@ public:
     explicit AtspiElementTree(std::shared_ptr<X11Connection> x11);
     ~AtspiElementTree() override;
 
-    int copyAttributeValue(const ElementHandle &element, QStringView attribute, AttributeValue &value) override;
+    int copyAttributeValue(const ElementHandle &element, Attribute attribute, AttributeValue &value) override;
     int copyElementAtPosition(float x, float y, ElementHandle &element) override;
     ElementHandle applicationElement(qint64 pid) override;
     bool isProcessTrusted(bool prompt) override;

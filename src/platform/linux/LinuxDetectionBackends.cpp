@@ -16,14 +16,8 @@ LinuxDetectionBackends LinuxDetectionBackends::create()
     backends.elementTree = std::make_shared<AtspiElementTree>(x11);
     backends.windowList = std::make_shared<X11WindowList>(x11);
     backends.screen = std::make_shared<X11Screen>(x11);
-    backends.m_x11ClickSource = std::make_shared<X11ClickSource>();
-    backends.clickSource = backends.m_x11ClickSource;
+    backends.clickSource = std::make_shared<X11ClickSource>();
     return backends;
-}
-
-QString LinuxDetectionBackends::clickSourceUnavailable() const
-{
-    return m_x11ClickSource ? m_x11ClickSource->lastError() : QString();
 }
 
 } // namespace dialwise

@@ -11,11 +11,9 @@
 
 namespace dialwise {
 
-class X11ClickSource;
-
 // The click detector's backends for this desktop, made together because they share one X
 // connection. Without an X server the window list and screen answer "nothing" and the click
-// source cannot install; `clickSourceUnavailable` then says why, for the detector's log.
+// source cannot install, and says why through its own interface.
 struct LinuxDetectionBackends
 {
     std::shared_ptr<ElementTree> elementTree;
@@ -24,11 +22,6 @@ struct LinuxDetectionBackends
     std::shared_ptr<ClickSource> clickSource;
 
     static LinuxDetectionBackends create();
-    // Empty while clicks can be heard; else one line for the log.
-    QString clickSourceUnavailable() const;
-
-private:
-    std::shared_ptr<X11ClickSource> m_x11ClickSource;
 };
 
 } // namespace dialwise

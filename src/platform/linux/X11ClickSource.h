@@ -27,8 +27,7 @@ public:
     std::optional<Token> addLeftMouseDownListener(std::function<void()> handler) override;
     void removeListener(Token token) override;
 
-    // Why the last installation failed, for the one log line the caller writes.
-    QString lastError() const { return m_lastError; }
+    QString unavailableReason() const override { return m_lastError; }
 
 private:
     bool install();

@@ -21,7 +21,7 @@ std::optional<double> X11Screen::mainScreenHeight()
     return double(height);
 }
 
-QPointF X11Screen::mouseLocation()
+QPointF X11Screen::pointerPosition()
 {
     if (!m_connection)
         return {};
@@ -29,7 +29,7 @@ QPointF X11Screen::mouseLocation()
     int rootX = 0, rootY = 0, x = 0, y = 0;
     unsigned int mask = 0;
     XQueryPointer(m_connection->display(), m_connection->root(), &rootReturn, &child, &rootX, &rootY, &x, &y, &mask);
-    return QPointF(rootX, double(m_connection->rootHeight()) - rootY);
+    return QPointF(rootX, rootY);
 }
 
 } // namespace dialwise

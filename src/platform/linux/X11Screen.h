@@ -8,8 +8,9 @@ namespace dialwise {
 
 class X11Connection;
 
-// The root window as the main screen: one height for both conversions, so the strip lands under
-// the popup on any monitor layout (the root spans every monitor).
+// The root window's coordinates, which span every monitor: the pointer in root pixels (top-left
+// origin, device pixels, as the window list and AT-SPI report them), and the root's height as the
+// main screen height that the log lines measure their bottom-left-origin forms against.
 class X11Screen final : public Screen
 {
 public:
@@ -17,7 +18,7 @@ public:
     explicit X11Screen(std::shared_ptr<X11Connection> connection);
 
     std::optional<double> mainScreenHeight() override;
-    QPointF mouseLocation() override;
+    QPointF pointerPosition() override;
 
 private:
     std::shared_ptr<X11Connection> m_connection;

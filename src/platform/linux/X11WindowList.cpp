@@ -82,17 +82,14 @@ std::optional<QList<WindowInfo>> X11WindowList::onScreenWindows()
         // The client's own rectangle: that is where its accessible elements say they are.
         const QRect bounds = m_connection->rootBounds(client).value_or(topLevel.bounds);
         WindowInfo info;
-        info.number = static_cast<quint32>(client);
+        info.id = static_cast<quint32>(client);
         const std::int32_t pid = m_connection->pidOfWindow(client);
         info.ownerPid = pid;
         const QString name = processName(pid);
         if (!name.isEmpty())
             info.ownerName = name;
         info.layer = layerOf(client, topLevel.overrideRedirect);
-        info.bounds = QVariantMap{{QStringLiteral("X"), double(bounds.x())},
-                                  {QStringLiteral("Y"), double(bounds.y())},
-                                  {QStringLiteral("Width"), double(bounds.width())},
-                                  {QStringLiteral("Height"), double(bounds.height())}};
+        info.bounds = QRectF(bounds);
         windows.append(info);
     }
     return windows;

@@ -9,9 +9,9 @@
 
 namespace dialwise::windowfields {
 
-// The window list's numbers arrive as whatever the platform (or a recorded scenario) put there.
-// A field counts only when it is a number that the wanted type holds exactly, as a number bridged
-// from the window server would.
+// A recorded window list's fields arrive as whatever the recording put there. A field counts only
+// when it is a number that the wanted type holds exactly, as a number bridged from a window
+// server would.
 inline bool isNumber(const QVariant &value)
 {
     switch (value.typeId()) {
@@ -56,7 +56,7 @@ inline std::optional<Integer> exactInteger(const QVariant &value)
     return Integer(number);
 }
 
-// Used by the strip's poll as well: a bounds dictionary counts only when every value is a number.
+// A bounds dictionary counts only when every value is a number.
 inline std::optional<QVariantMap> bounds(const QVariant &bounds)
 {
     if (bounds.typeId() != QMetaType::QVariantMap)
