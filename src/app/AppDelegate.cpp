@@ -7,7 +7,9 @@
 #include "InboundRequests.h"
 #include "IntakeLimits.h"
 #include "SchemeRegistration.h"
+#include "TrayBadge.h"
 #include "TrayMenuModel.h"
+#include "UnreadDot.h"
 #include "X11SelectionReader.h"
 
 #include <QApplication>
@@ -58,6 +60,7 @@ std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const L
 {
     m_gvWindow = new GoogleVoiceWindow(m_callManager, m_scheduler);
     setupMenuBar();
+    connect(m_gvWindow, &GoogleVoiceWindow::unreadCountChanged, this, &AppDelegate::showUnread);
     registerAsURLHandler();
     registerServices();
 
@@ -234,6 +237,17 @@ void AppDelegate::callFromHistory(QAction *item)
         return;
     window().showAndCall(number.toString());
     updateMenu();
+}
+
+void AppDelegate::showUnread(int count)
+{
+    if (m_plainIcon.isNull()) {
+        m_plainIcon = m_statusItem->icon();
+        m_unreadIcon = withUnreadDot(m_plainIcon);
+    }
+    const TrayBadge badge{count};
+    m_statusItem->setIcon(badge.showsDot() ? m_unreadIcon : m_plainIcon);
+    m_statusItem->setToolTip(badge.toolTip());
 }
 
 void AppDelegate::registerAsURLHandler()
