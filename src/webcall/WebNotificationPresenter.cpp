@@ -17,6 +17,7 @@ namespace dialwise {
 WebNotificationPresenter::WebNotificationPresenter(Scheduler &scheduler, std::function<bool(const QUrl &)> mayNotify,
                                                    DesktopNotifications &desktop, QObject *parent)
     : QObject(parent)
+    , m_scheduler(scheduler)
     , m_mayNotify(std::move(mayNotify))
     , m_desktop(desktop)
     , m_gate(scheduler, this,
@@ -24,7 +25,7 @@ WebNotificationPresenter::WebNotificationPresenter(Scheduler &scheduler, std::fu
               // Never shown: the page hears that it closed, so it does not count on it.
               [this](Key key) {
                   if (auto page = take(key))
-                      page->close();
+                      closeLater(std::move(page));
               },
               [this](Key key) {
                   const uint desktopId = m_live.count(key) ? m_live[key].desktopId : 0;
@@ -40,6 +41,10 @@ WebNotificationPresenter::WebNotificationPresenter(Scheduler &scheduler, std::fu
 
 WebNotificationPresenter::~WebNotificationPresenter()
 {
+    if (m_closing)
+        m_closing->cancel();
+    for (const auto &page : m_toClose)
+        page->close();
     // Ours go with us: nothing would answer their clicks any more.
     for (auto &[key, live] : m_live)
         m_desktop.close(live.desktopId);
@@ -84,6 +89,23 @@ void WebNotificationPresenter::onPresent(Key key, std::optional<Key> replacing)
     live.page->show();
     DesktopNotifications::Notice notice{live.page->title(), live.page->message(), live.page->icon(), replacesId};
     m_desktop.post(notice, [this, key](uint desktopId) { onPosted(key, desktopId); });
+}
+
+void WebNotificationPresenter::closeLater(std::unique_ptr<QWebEngineNotification> page)
+{
+    m_toClose.push_back(std::move(page));
+    if (!(m_closing && m_closing->isActive()))
+        m_closing = m_scheduler.runOnce(std::chrono::milliseconds(0), this, [this] { closeSome(); });
+}
+
+void WebNotificationPresenter::closeSome()
+{
+    for (int i = 0; i < kClosesPerTurn && !m_toClose.empty(); ++i) {
+        m_toClose.front()->close();
+        m_toClose.pop_front();
+    }
+    if (!m_toClose.empty())
+        m_closing = m_scheduler.runOnce(std::chrono::milliseconds(0), this, [this] { closeSome(); });
 }
 
 void WebNotificationPresenter::onPosted(Key key, uint desktopId)

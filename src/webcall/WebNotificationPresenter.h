@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QUrl>
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -16,6 +17,7 @@ class QWebEngineProfile;
 namespace dialwise {
 
 class DesktopNotifications;
+class ScheduledTask;
 class Scheduler;
 
 // The web app's notifications on the desktop. Each one the page raises is checked against the
@@ -28,6 +30,11 @@ class WebNotificationPresenter final : public QObject
     Q_OBJECT
 
 public:
+    // Closing a notification costs Chromium tens of microseconds on the GUI thread; the ones a
+    // flood leaves unshown are closed this many at a time, a turn of the event loop apart, so a
+    // thousand of them never hold up a hand-over or a click.
+    static constexpr int kClosesPerTurn = 20;
+
     // mayNotify: whether notifications from this origin may reach the desktop now.
     WebNotificationPresenter(Scheduler &scheduler, std::function<bool(const QUrl &origin)> mayNotify,
                              DesktopNotifications &desktop, QObject *parent = nullptr);
@@ -54,18 +61,23 @@ private:
 
     void onPresent(Key key, std::optional<Key> replacing);
     void onPosted(Key key, uint desktopId);
+    void closeLater(std::unique_ptr<QWebEngineNotification> page);
+    void closeSome();
     std::unique_ptr<QWebEngineNotification> take(Key key);
     void onPageClosed(Key key);
     void onDesktopClosed(uint desktopId);
     void onAction(uint desktopId, const QString &action);
     void onServerLost();
 
+    Scheduler &m_scheduler;
     std::function<bool(const QUrl &)> m_mayNotify;
     DesktopNotifications &m_desktop;
     NotificationGate m_gate;
     std::map<Key, Live> m_live;
     QHash<uint, Key> m_byDesktopId;
     Key m_nextKey = 1;
+    std::deque<std::unique_ptr<QWebEngineNotification>> m_toClose;
+    std::shared_ptr<ScheduledTask> m_closing;
 };
 
 } // namespace dialwise

@@ -23,7 +23,8 @@ struct ReceivedNotification
     QString body;
     QStringList actions;
     QVariantMap hints;
-    std::chrono::steady_clock::time_point arrived;
+    // When it arrived, on the wall clock a page's Date.now() also reads.
+    std::chrono::system_clock::time_point arrived;
 };
 
 // org.freedesktop.Notifications as far as a program posting notifications sees it: it records
@@ -57,7 +58,7 @@ public Q_SLOTS:
         // As the specification says: a replacement keeps the id it replaces.
         const uint id = replacesId != 0 ? replacesId : ++lastId;
         notifications.append({id, replacesId, appName, appIcon, summary, body, actions, hints,
-                              std::chrono::steady_clock::now()});
+                              std::chrono::system_clock::now()});
         if (silent)
             message.setDelayedReply(true);
         return id;
