@@ -6,6 +6,7 @@
 #include "ShellRig.h"
 #include "StatusNotifierWatcherStandIn.h"
 
+#include <QBuffer>
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -125,6 +126,49 @@ TEST_F(WebNotificationsE2ETest, markupServer_bodyEscapedAndShowButtonOffered)
     EXPECT_TRUE(m_page.waitForReport("click/a", kStepMs, from));
 }
 
+TEST_F(WebNotificationsE2ETest, pageIcon_sentAsPixels)
+{
+    ASSERT_TRUE(m_server.start());
+    startHidden();
+    // A 24 x 16 icon, red on the left half, blue on the right.
+    QImage picture(24, 16, QImage::Format_ARGB32);
+    picture.fill(Qt::blue);
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 12; ++x)
+            picture.setPixel(x, y, qRgb(255, 0, 0));
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    picture.save(&buffer, "PNG");
+    m_page.run(QStringLiteral("raise('a', 'Voicemail', {body: 'From (202) 555-0199', icon: 'data:image/png;base64,%1'})")
+                   .arg(QString::fromLatin1(png.toBase64())));
+    ASSERT_TRUE(waitForNotifications(1));
+    const ReceivedNotification shown = m_server.notifications().first();
+    EXPECT_TRUE(shown.appIcon.isEmpty()) << "the page's icon stands in for Dialwise's";
+    ASSERT_TRUE(shown.hints.contains("image-data")) << QStringList(shown.hints.keys()).join(' ').toStdString();
+    const QDBusArgument argument = shown.hints.value("image-data").value<QDBusArgument>();
+    int width = 0;
+    int height = 0;
+    int stride = 0;
+    bool alpha = false;
+    int bits = 0;
+    int channels = 0;
+    QByteArray bytes;
+    argument.beginStructure();
+    argument >> width >> height >> stride >> alpha >> bits >> channels >> bytes;
+    argument.endStructure();
+    EXPECT_EQ(width, 24);
+    EXPECT_EQ(height, 16);
+    EXPECT_EQ(bits, 8);
+    EXPECT_EQ(channels, 4);
+    ASSERT_GE(bytes.size(), qsizetype(stride) * (height - 1) + width * 4);
+    // RGBA: the first pixel red, the last of the first row blue.
+    const auto *row = reinterpret_cast<const uchar *>(bytes.constData());
+    EXPECT_EQ(QList<int>({row[0], row[1], row[2], row[3]}), QList<int>({255, 0, 0, 255}));
+    EXPECT_EQ(QList<int>({row[92], row[93], row[94], row[95]}), QList<int>({0, 0, 255, 255}));
+}
+
 TEST_F(WebNotificationsE2ETest, closingOnEitherSide_andSameTagReplaces)
 {
     ASSERT_TRUE(m_server.start());
@@ -177,6 +221,8 @@ TEST_F(WebNotificationsE2ETest, otherOrigins_cannotNotify)
     m_page.run(QStringLiteral("location.href = '%1/elsewhere';").arg(other));
     EXPECT_TRUE(m_page.waitForReport("elsewhere-permission/denied", kStepMs))
         << m_rig.standIn().requestTargets().join(' ').toStdString();
+    EXPECT_TRUE(m_rig.primaryErrors().contains(QStringLiteral("refused notifications to %1").arg(other).toUtf8()))
+        << "the refusal is logged with the policy's other refusals:\n" << m_rig.primaryErrors().toStdString();
     ShellRig::pump(kQuietMs);
     EXPECT_TRUE(m_server.notifications().isEmpty()) << m_server.received().join('\n').toStdString();
 }
