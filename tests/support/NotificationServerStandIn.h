@@ -108,6 +108,8 @@ public:
     // Gives the name up, as when no notification daemon runs.
     void stop()
     {
+        if (!m_bus.isConnected())
+            return; // never started
         m_bus.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
         m_bus.unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
     }
