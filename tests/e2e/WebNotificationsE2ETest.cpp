@@ -46,8 +46,9 @@ protected:
         const bool started = m_rig.primaryPid() > 0;
         m_rig.stopPrimary();
         // Notifications still open as it quits must not trip it up on the way out.
-        if (started)
+        if (started) {
             EXPECT_EQ(m_rig.primaryExitCode(), 0) << m_rig.primaryErrors().toStdString();
+        }
     }
 
     // Starts Dialwise hidden and waits until the page has its notification permission answer.
