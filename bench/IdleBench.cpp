@@ -3,7 +3,9 @@
 // window unmapped, as nearest to hidden it has), for the same number of seconds, and the CPU
 // time of every thread of every process of its tree is read from /proc before and after.
 // Then the PSS, threads and open files of each process. Run inside tests/run-in-desktop.
-//   IdleBench [seconds per window state, default 60] [--no-chromium]
+//   IdleBench [seconds per window state, default 60] [--no-chromium] [--open-connection]
+// --open-connection: the calls page asks for notification permission and keeps a request open
+// that the stand-in never answers, as the web app keeps its connection for incoming calls.
 #include "HandoverColdStartTiming.h"
 #include "ProcessTree.h"
 #include "ShellRig.h"
@@ -97,8 +99,16 @@ int main(int argc, char **argv)
     const QStringList arguments = app.arguments().mid(1);
     const int seconds = arguments.isEmpty() || arguments.first().startsWith(u'-') ? 60 : arguments.first().toInt();
     const bool withChromium = !arguments.contains(QStringLiteral("--no-chromium"));
+    const bool openConnection = arguments.contains(QStringLiteral("--open-connection"));
 
     ShellRig rig;
+    if (openConnection) {
+        rig.standIn().setPage(QString::fromLatin1(dialwise::voice::kCallsPath),
+                              "<!DOCTYPE html><html><head><title>Voice</title></head><body><h1>Voice stand-in</h1>"
+                              "<script>Notification.requestPermission();"
+                              "fetch('/events', {cache: 'no-store'});</script></body></html>");
+        rig.standIn().setStall(QStringLiteral("/events"), dialwise::testing::VoiceStandIn::Stall::noAnswer);
+    }
     if (!rig.startStandIn() || !rig.startPrimary({}, kStartMs) || !rig.waitForVisibleWindow(kStartMs)) {
         std::fprintf(stderr, "IdleBench: could not start Dialwise: %s\n", rig.primaryErrors().constData());
         return 1;

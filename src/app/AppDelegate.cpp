@@ -8,7 +8,9 @@
 #include "IntakeLimits.h"
 #include "LinuxDesktopServices.h"
 #include "SchemeRegistration.h"
+#include "TrayBadge.h"
 #include "TrayMenuModel.h"
+#include "UnreadDot.h"
 #include "X11SelectionReader.h"
 
 #include <QApplication>
@@ -61,6 +63,7 @@ std::optional<RequestFailure> AppDelegate::applicationDidFinishLaunching(const L
     // Its close only hides it; watched here for what the person should be told about that.
     m_gvWindow->installEventFilter(this);
     setupMenuBar();
+    connect(m_gvWindow, &GoogleVoiceWindow::unreadCountChanged, this, &AppDelegate::showUnread);
     registerAsURLHandler();
     registerServices();
 
@@ -253,6 +256,17 @@ void AppDelegate::callFromHistory(QAction *item)
         return;
     window().showAndCall(number.toString());
     updateMenu();
+}
+
+void AppDelegate::showUnread(int count)
+{
+    if (m_plainIcon.isNull()) {
+        m_plainIcon = m_statusItem->icon();
+        m_unreadIcon = withUnreadDot(m_plainIcon);
+    }
+    const TrayBadge badge{count};
+    m_statusItem->setIcon(badge.showsDot() ? m_unreadIcon : m_plainIcon);
+    m_statusItem->setToolTip(badge.toolTip());
 }
 
 void AppDelegate::registerAsURLHandler()

@@ -4,6 +4,7 @@
 #include "InboundHandler.h"
 #include "LaunchRequest.h"
 
+#include <QIcon>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -62,9 +63,14 @@ private:
     void registerAsURLHandler();
     void registerServices();
     void callFromHistory(QAction *item);
+    // The web app's unread count on the tray icon: a dot and "Dialwise: N unread". Only the
+    // icon and its tooltip change; the menu is left as it is.
+    void showUnread(int count);
     GoogleVoiceWindow &window() const;
 
     QSystemTrayIcon *m_statusItem = nullptr;
+    QIcon m_plainIcon;
+    QIcon m_unreadIcon;
     CallManager &m_callManager;
     Scheduler &m_scheduler;
     GoogleVoiceWindow *m_gvWindow = nullptr;

@@ -15,6 +15,7 @@
 #include "RendererSetup.h"
 #include "RequestForwarder.h"
 #include "VoiceAddress.h"
+#include "VoiceProfile.h"
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -57,6 +58,7 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     // Software or OpenGL drawing: decided now, as Qt reads it only while starting.
     dialwise::RendererSetup renderer = dialwise::RendererSetup::beforeApplication();
+    dialwise::keepHiddenPagesAwake();
 
     // Only the program name reaches Qt: the launcher has already read the arguments, and a link
     // such as "-style=x" must never be taken for a Qt option.

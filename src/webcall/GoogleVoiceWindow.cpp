@@ -3,12 +3,15 @@
 #include "CallManager.h"
 #include "CompactStyleScript.h"
 #include "CursorBlinkTimeout.h"
+#include "DesktopNotifications.h"
+#include "PageTitle.h"
 #include "PhoneNumbers.h"
 #include "Scheduler.h"
 #include "Spinner.h"
 #include "VoiceAddress.h"
 #include "VoicePage.h"
 #include "VoiceProfile.h"
+#include "WebNotificationPresenter.h"
 #include "WindowActivation.h"
 
 #include <QCloseEvent>
@@ -164,7 +167,9 @@ GoogleVoiceWindow::~GoogleVoiceWindow()
 {
     if (m_loadTimeout)
         m_loadTimeout->cancel();
-    // Pages must go before the profile they use, and the profile may be one of our children.
+    // Pages must go before the profile they use, and the profile may be one of our children;
+    // the page's notifications too, which the presenter closes as it goes.
+    delete m_notifications;
     delete m_developerTools;
     delete m_webView;
 }
@@ -266,6 +271,24 @@ void GoogleVoiceWindow::setupUI()
     // Queued: the request comes from inside the web engine's navigation callback, and placing
     // the call starts a navigation of its own.
     connect(page, &VoicePage::callRequested, this, &GoogleVoiceWindow::showAndCall, Qt::QueuedConnection);
+
+    // Hidden is not asleep: the web app must keep its connection, timers and sound so that a call
+    // rings with the window hidden for hours. The page is never frozen or discarded (Qt leaves it
+    // active unless told otherwise, and nothing here tells it); its notifications reach the desktop.
+    auto *desktop = new DesktopNotifications(QDBusConnection::sessionBus());
+    m_notifications = new WebNotificationPresenter(
+        m_scheduler, [page](const QUrl &origin) { return page->mayNotify(origin); }, *desktop, this);
+    // Owned by the presenter, which still needs it while it goes.
+    desktop->setParent(m_notifications);
+    m_notifications->install(m_profile);
+    connect(m_notifications, &WebNotificationPresenter::activated, this, &GoogleVoiceWindow::showAndActivate);
+    connect(page, &QWebEnginePage::titleChanged, this, [this](const QString &title) {
+        const int count = unreadCountInTitle(title);
+        if (count == m_unreadCount)
+            return;
+        m_unreadCount = count;
+        Q_EMIT unreadCountChanged(count);
+    });
 
     connect(page, &QWebEnginePage::renderProcessTerminated, this,
             [this](QWebEnginePage::RenderProcessTerminationStatus status, int exitCode) {

@@ -21,6 +21,7 @@ class CallManager;
 class ScheduledTask;
 class Scheduler;
 class Spinner;
+class WebNotificationPresenter;
 
 // Dialwise's one window: the Google Voice web app in an embedded web view under a slim toolbar
 // (back, forward, phone field, spinner, green "Call"). Calls are placed by loading the web app's
@@ -63,6 +64,14 @@ public:
 
     // How often a dead render process was replaced by reloading the last address.
     int renderProcessRecoveries() const { return m_renderProcessRecoveries; }
+
+    // The web app's notifications on the desktop.
+    WebNotificationPresenter *notifications() const { return m_notifications; }
+    // What the web app's title says is unread; 0 when it says nothing.
+    int unreadCount() const { return m_unreadCount; }
+
+Q_SIGNALS:
+    void unreadCountChanged(int count);
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -108,6 +117,8 @@ private:
     // The address to bring back if the render process dies.
     QUrl m_lastAddress;
     int m_renderProcessRecoveries = 0;
+    WebNotificationPresenter *m_notifications = nullptr;
+    int m_unreadCount = 0;
 };
 
 } // namespace dialwise

@@ -96,4 +96,9 @@ bool NavigationPolicy::mayCapture(const QUrl &securityOrigin, const QUrl &topLev
     return isWeb(securityOrigin) && isWeb(topLevel) && sameOrigin(securityOrigin, topLevel);
 }
 
+bool NavigationPolicy::mayNotify(const QUrl &securityOrigin, const QUrl &topLevel) const
+{
+    return isAppAddress(securityOrigin) && isAppAddress(topLevel);
+}
+
 } // namespace dialwise

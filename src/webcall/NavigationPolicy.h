@@ -6,8 +6,8 @@
 namespace dialwise {
 
 // What the web view may show, decided in one place. The window asks before every navigation,
-// every new-window request and every microphone or camera request, and only carries out the
-// answer. The rules keep the view for what the user came for: the web app, and http(s) links
+// every new-window request and every microphone, camera or notification request, and only
+// carries out the answer. The rules keep the view for what the user came for: the web app, and http(s) links
 // the user follows from it. A frame inside the page (an advert, an embedded widget) must not be
 // able to put a page of its choice under Dialwise's toolbar, where the user signs in.
 //
@@ -54,6 +54,11 @@ public:
     // Microphone and camera: granted to the document in the view (which this policy let in), and
     // to frames of its own origin, never to a foreign frame.
     bool mayCapture(const QUrl &securityOrigin, const QUrl &topLevel) const;
+
+    // Desktop notifications: only the web app itself may raise them, and only while its own
+    // document is the one in the view. A page the user followed a link to, or a frame inside the
+    // web app, must not be able to put text of its choosing on the desktop in Dialwise's name.
+    bool mayNotify(const QUrl &securityOrigin, const QUrl &topLevel) const;
 
     // The beginning of an address, for log lines: a refused data: address can be megabytes long.
     static QString shortened(const QUrl &url);

@@ -81,6 +81,17 @@ void VoicePage::onFeaturePermissionRequested(const QUrl &securityOrigin, Feature
         qCWarning(lcVoicePage).noquote() << "refused media capture to" << NavigationPolicy::shortened(securityOrigin)
                                          << "in" << NavigationPolicy::shortened(url());
         break;
+    case Notifications:
+        // Incoming calls and messages are announced through notifications, and Dialwise is
+        // mostly hidden: without them a ringing call would go unseen. There is no prompt to
+        // show either, so the web app gets them as a browser tab the user allowed would.
+        if (m_policy.mayNotify(securityOrigin, url())) {
+            setFeaturePermission(securityOrigin, feature, PermissionGrantedByUser);
+            return;
+        }
+        qCWarning(lcVoicePage).noquote() << "refused notifications to" << NavigationPolicy::shortened(securityOrigin)
+                                         << "in" << NavigationPolicy::shortened(url());
+        break;
     default:
         break;
     }

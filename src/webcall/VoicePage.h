@@ -10,8 +10,9 @@ class QWebEngineNewWindowRequest;
 
 namespace dialwise {
 
-// The calling window's page: every navigation, new-window request and microphone or camera
-// request is put to the NavigationPolicy, and its answer carried out. Nothing is decided here.
+// The calling window's page: every navigation, new-window request and microphone, camera or
+// notification request is put to the NavigationPolicy, and its answer carried out. Nothing is
+// decided here.
 class VoicePage final : public QWebEnginePage
 {
     Q_OBJECT
@@ -21,6 +22,9 @@ public:
 
     // How many navigations and new-window requests were refused so far.
     int refusals() const { return m_refusals; }
+    // Whether the policy lets this origin put notifications on the desktop now, with the page's
+    // current document in the view.
+    bool mayNotify(const QUrl &origin) const { return m_policy.mayNotify(origin, url()); }
 
 Q_SIGNALS:
     // A new-window request the policy allowed: load it in this view.

@@ -1,5 +1,6 @@
 #include "VoiceProfile.h"
 
+#include <QByteArrayList>
 #include <QDir>
 #include <QStandardPaths>
 #include <QWebEngineProfile>
@@ -19,6 +20,27 @@ QWebEngineProfile *createPersistentVoiceProfile(QObject *parent)
     profile->setPersistentCookiesPolicy(QWebEngineProfile::ForcePersistentCookies);
     prepareVoiceProfile(profile);
     return profile;
+}
+
+void keepHiddenPagesAwake()
+{
+    constexpr char kFeature[] = "IntensiveWakeUpThrottling";
+    constexpr char kDisableFeatures[] = "--disable-features=";
+    // Chromium reads only the last --disable-features, so the feature joins one already given.
+    QByteArrayList flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS").split(' ');
+    flags.removeAll(QByteArray());
+    bool joined = false;
+    for (auto it = flags.rbegin(); it != flags.rend(); ++it) {
+        if (!it->startsWith(kDisableFeatures))
+            continue;
+        if (!it->mid(qsizetype(sizeof(kDisableFeatures) - 1)).split(',').contains(kFeature))
+            *it += QByteArray(",") + kFeature;
+        joined = true;
+        break;
+    }
+    if (!joined)
+        flags.append(QByteArray(kDisableFeatures) + kFeature);
+    qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.join(' '));
 }
 
 void prepareVoiceProfile(QWebEngineProfile *profile)

@@ -18,4 +18,11 @@ QWebEngineProfile *createPersistentVoiceProfile(QObject *parent);
 // What the window needs of any profile it is given: the user agent above.
 void prepareVoiceProfile(QWebEngineProfile *profile);
 
+// Keeps a page that has been hidden for long as awake as one hidden for a minute. Chromium's
+// intensive throttling lets a page hidden for five minutes wake its timers only once a minute;
+// Dialwise is hidden for hours, and the web app's timers keep its call signalling going. Plain
+// background throttling (at most one wake-up a second) stays: that is what keeps a hidden
+// Dialwise cheap. Call before the application object exists: Chromium reads its flags once.
+void keepHiddenPagesAwake();
+
 } // namespace dialwise

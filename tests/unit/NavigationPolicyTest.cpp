@@ -158,6 +158,30 @@ INSTANTIATE_TEST_SUITE_P(
         CaptureRow{"opaqueOrigin_refused", "data:text/html,x", "https://voice.google.com/u/0/calls", false},
         CaptureRow{"nonWebTopLevel_refused", "file:///", "file:///tmp/x.html", false}));
 
+class NotifyTest : public ::testing::TestWithParam<CaptureRow>
+{
+};
+
+TEST_P(NotifyTest, mayNotify_onlyTheWebAppInTheView)
+{
+    const CaptureRow &row = GetParam();
+    EXPECT_EQ(policy().mayNotify(QUrl(row.origin), QUrl(row.topLevel)), row.granted);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Origins, NotifyTest,
+    ::testing::Values(
+        CaptureRow{"appPage_granted", "https://voice.google.com/", "https://voice.google.com/u/0/calls", true},
+        CaptureRow{"appHostInOtherCase_granted", "https://Voice.Google.com", "https://voice.google.com/u/0/messages", true},
+        CaptureRow{"otherPageInView_refused", "http://127.0.0.1:8123", "http://127.0.0.1:8123/page/a", false},
+        CaptureRow{"linkFollowedFromApp_refused", "https://example.org/", "https://example.org/article", false},
+        CaptureRow{"appFrameOnForeignPage_refused", "https://voice.google.com/", "https://example.org/article", false},
+        CaptureRow{"foreignFrameInApp_refused", "https://ads.example/", "https://voice.google.com/u/0/calls", false},
+        CaptureRow{"otherPort_refused", "https://voice.google.com:8443/", "https://voice.google.com/u/0/calls", false},
+        CaptureRow{"plainHttpTwin_refused", "http://voice.google.com/", "https://voice.google.com/u/0/calls", false},
+        CaptureRow{"opaqueOrigin_refused", "data:text/html,x", "https://voice.google.com/u/0/calls", false},
+        CaptureRow{"emptyOrigin_refused", "", "https://voice.google.com/u/0/calls", false}));
+
 TEST(NavigationPolicyShortened, longAddress_cutForTheLog)
 {
     const QUrl url(QStringLiteral("data:text/html,") + QString(100000, u'a'));

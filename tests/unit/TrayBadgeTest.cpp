@@ -1,0 +1,37 @@
+// The tray icon's tooltip and dot for the web app's unread count.
+#include "TrayBadge.h"
+#include "QtPrinting.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct BadgeRow
+{
+    const char *name;
+    int unread;
+    const char *toolTip;
+    bool dot;
+};
+
+void PrintTo(const BadgeRow &row, std::ostream *os) { *os << row.name; }
+
+class TrayBadgeTest : public ::testing::TestWithParam<BadgeRow>
+{
+};
+
+TEST_P(TrayBadgeTest, toolTipAndDot_followTheCount)
+{
+    const dialwise::TrayBadge badge{GetParam().unread};
+    EXPECT_EQ(badge.toolTip(), QString::fromUtf8(GetParam().toolTip));
+    EXPECT_EQ(badge.showsDot(), GetParam().dot);
+}
+
+INSTANTIATE_TEST_SUITE_P(Counts, TrayBadgeTest,
+                         ::testing::Values(BadgeRow{"none", 0, "Dialwise", false},
+                                           BadgeRow{"one", 1, "Dialwise: 1 unread", true},
+                                           BadgeRow{"three", 3, "Dialwise: 3 unread", true},
+                                           BadgeRow{"many", 99, "Dialwise: 99 unread", true},
+                                           BadgeRow{"negative_asNone", -1, "Dialwise", false}));
+
+} // namespace
