@@ -6,6 +6,7 @@
 #include "GoogleVoiceWindow.h"
 #include "InboundRequests.h"
 #include "IntakeLimits.h"
+#include "PhoneLinkDetection.h"
 #include "SchemeRegistration.h"
 #include "TrayMenuModel.h"
 #include "X11SelectionReader.h"
@@ -142,6 +143,11 @@ void AppDelegate::showWindow()
 void AppDelegate::quit()
 {
     QCoreApplication::quit();
+}
+
+void AppDelegate::detectPhoneLinks(bool on)
+{
+    phonelinks::turn(on, [this] { return phonelinks::platform(m_callManager); });
 }
 
 void AppDelegate::setupMenuBar()

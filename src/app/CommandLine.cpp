@@ -50,6 +50,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             return line;
         } else if (argument == u"--detect-phone-links") {
             line.request.detectPhoneLinks = true;
+        } else if (argument == u"--detect-phone-links=off") {
+            line.request.detectPhoneLinks = false;
         } else if (argument == u"--call-text") {
             if (i + 1 >= arguments.size())
                 return usageError(QStringLiteral("--call-text needs a text"));
@@ -124,9 +126,11 @@ QString CommandLine::helpText()
         "  --autostart        print on or off: whether Dialwise starts at login\n"
         "  --explain TEXT     print what would be dialled for TEXT, and nothing else\n"
         "  --detect-phone-links\n"
-        "                     when this start launches Dialwise, offer \"Call with Dialwise\" under\n"
-        "                     the popup of a clicked phone link (also: detectPhoneLinks=true in\n"
-        "                     dialwise.conf)\n"
+        "                     offer \"Call with Dialwise\" under the popup of a clicked phone link\n"
+        "                     (also: detectPhoneLinks=true in dialwise.conf); handed to a running\n"
+        "                     Dialwise, turns that on there\n"
+        "  --detect-phone-links=off\n"
+        "                     no longer offer it (in the running Dialwise, or at this start)\n"
         "  --replay-detector SCENARIO.json\n"
         "                     play a recorded desktop situation through the phone-link detector\n"
         "                     and print what it would do and log\n"

@@ -214,8 +214,9 @@ TEST_P(PhoneLinkDetection, clickOnNumber_stripUnderPopup_clickCallsAndRemovesStr
 TEST_P(PhoneLinkDetection, popupCloses_stripGoneWithinASecond)
 {
     startFixture();
+    const qsizetype logBefore = logText().size();
     clickNumberForPopup();
-    ASSERT_TRUE(waitForStrip(kScanBurstMs));
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << logText().mid(logBefore).toStdString();
     const std::optional<dialwise::testing::XWindowListing> listed = dialwise::testing::xwininfoWindowSized(260, 120);
     ASSERT_TRUE(listed);
     // The popup goes away without any click (as when its program closes it).
@@ -229,8 +230,9 @@ TEST_P(PhoneLinkDetection, popupCloses_stripGoneWithinASecond)
 TEST_P(PhoneLinkDetection, clickElsewhere_removesStripAtOnce)
 {
     startFixture();
+    const qsizetype logBefore = logText().size();
     clickNumberForPopup();
-    ASSERT_TRUE(waitForStrip(kScanBurstMs));
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << logText().mid(logBefore).toStdString() << rig->primaryErrors().right(6000).toStdString();
     QElapsedTimer timer;
     timer.start();
     ASSERT_TRUE(click(QPoint(1270, 1015)));
