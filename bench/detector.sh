@@ -1,6 +1,6 @@
 #!/bin/sh
 # The phone-link detector's figures on a private desktop with the accessibility bus:
-#   bench/detector.sh [BUILD_DIR] [ITERATIONS] [IDLE_SECONDS] [qt|gtk]
+#   bench/detector.sh [BUILD_DIR] [ITERATIONS] [IDLE_SECONDS] [qt|gtk] [HANDOVER_ITERATIONS]
 set -eu
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "${1:-$here/build}" && pwd)
@@ -9,3 +9,5 @@ export DIALWISE_E2E_PROGRAM="$build/dialwise"
     "$build/bench_detector_click" "${2:-20}" "${3:-60}" "${4:-qt}" 2>&1 | grep -v -e '^dbus-daemon' -e '^Dialwise: '
 "$here/tests/run-in-desktop" "$here/tests/with-accessibility-bus" \
     "$build/bench_detector_scan" "${2:-20}" "${4:-qt}" 1000 2>&1 | grep -v -e '^dbus-daemon'
+"$here/tests/run-in-desktop" "$here/tests/with-accessibility-bus" \
+    "$build/bench_detector_handover" "${5:-10}" "${4:-qt}" 2>&1 | grep -v -e '^dbus-daemon' -e '^Dialwise: '

@@ -6,6 +6,7 @@
 #include "ShellRig.h"
 #include "X11Connection.h"
 
+#include <QClipboard>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -396,6 +397,47 @@ TEST_P(PhoneLinkDetection, frozenProgram_handOverDuringScanServedWithinASecond)
         rig->closeWindow(window);
 }
 
+TEST_P(PhoneLinkDetection, largeProgram_handOverAndCallSelectionDuringScan_servedAndScanCompletes)
+{
+    // 1,000 more labels: a click on an empty spot of its window opens no popup, so every scan
+    // attempt walks and probes the big window (up to half a second each with the Qt fixture).
+    startFixture({QStringLiteral("--elements"), QStringLiteral("1000")});
+    const QPoint emptySpot(650, 450);
+    const qsizetype errBefore = rig->primaryErrors().size();
+
+    lastClick.start();
+    ASSERT_TRUE(click(emptySpot));
+    ShellRig::pump(250);
+    const int before = int(rig->standIn().requestLines().size());
+    const ShellRig::Run handOver = rig->run(QStringList{QStringLiteral("tel:+12025550148")}, 5000);
+    EXPECT_TRUE(handOver.finished);
+    EXPECT_EQ(handOver.exitCode, 0) << handOver.err.toStdString();
+    EXPECT_TRUE(rig->standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550148"), 5000, before));
+    waitForScansOfLastClick();
+    // The call brought the web window up over the fixture; a click on it would be Dialwise's own.
+    for (const QString &window : rig->visibleWindows())
+        rig->closeWindow(window);
+    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+
+    ASSERT_TRUE(QGuiApplication::clipboard()->supportsSelection());
+    QGuiApplication::clipboard()->setText(QStringLiteral("Call me at (202) 555-0149"), QClipboard::Selection);
+    lastClick.start();
+    ASSERT_TRUE(click(emptySpot));
+    ShellRig::pump(250);
+    const int beforeSelection = int(rig->standIn().requestLines().size());
+    const ShellRig::Run selection = rig->run(QStringList{QStringLiteral("--call-selection")}, 5000);
+    EXPECT_TRUE(selection.finished);
+    EXPECT_EQ(selection.exitCode, 0) << selection.err.toStdString();
+    EXPECT_TRUE(rig->standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550149"), 5000, beforeSelection));
+
+    // Both clicks' scans ran to their end all the same.
+    EXPECT_TRUE(ShellRig::waitUntil([&] {
+        return rig->primaryErrors().mid(errBefore).count("Dialwise: All scan attempts exhausted. No DD popup found.") >= 2;
+    }, 2 * kScanBurstMs)) << rig->primaryErrors().mid(errBefore).toStdString();
+    for (const QString &window : rig->visibleWindows())
+        rig->closeWindow(window);
+}
+
 INSTANTIATE_TEST_SUITE_P(Toolkits, PhoneLinkDetection, ::testing::Values(Toolkit::qt, Toolkit::gtk),
                          [](const ::testing::TestParamInfo<Toolkit> &info) {
                              return PhoneLinkFixtureProcess::toolkitName(info.param).toStdString();
@@ -419,6 +461,59 @@ TEST(PhoneLinkDetectionOff, withoutOption_noClickListenerNoLog)
     EXPECT_FALSE(QFile::exists(logPath()));
     EXPECT_FALSE(rig.primaryErrors().contains("Dialwise: ")) << rig.primaryErrors().toStdString();
     EXPECT_FALSE(QDir(qEnvironmentVariable("XDG_STATE_HOME") + QStringLiteral("/Dialwise")).exists());
+}
+
+// `dialwise --detect-phone-links` and `--detect-phone-links=off` handed to a Dialwise that runs
+// without the detector: run as a ctest of its own, on a fresh desktop.
+TEST(PhoneLinkDetectionSwitch, handedOver_turnsDetectorOnThenOff)
+{
+    ShellRig rig;
+    ASSERT_TRUE(rig.startStandIn());
+    ASSERT_TRUE(rig.startPrimary()) << rig.primaryErrors().toStdString();
+    for (const QString &window : rig.visibleWindows())
+        rig.closeWindow(window);
+    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+    auto fixture = PhoneLinkFixtureProcess::start(Toolkit::gtk);
+    ASSERT_TRUE(fixture);
+    const QPoint away(650, 450);
+
+    const ShellRig::Run on = rig.run(QStringList{QStringLiteral("--detect-phone-links")}, 5000);
+    ASSERT_TRUE(on.finished);
+    EXPECT_EQ(on.exitCode, 0) << on.err.toStdString();
+    EXPECT_EQ(on.err, QByteArray("dialwise: phone-link detection turned on in the running Dialwise\n"));
+    // Its window stays hidden: the switch is the whole request.
+    EXPECT_TRUE(ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty());
+    ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
+        << rig.primaryErrors().toStdString();
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << logText().toStdString();
+    ASSERT_TRUE(click(away));
+    EXPECT_TRUE(stripGone(1000));
+    ShellRig::pump(kScanBurstMs); // the last scans of that click run out
+
+    const ShellRig::Run off = rig.run(QStringList{QStringLiteral("--detect-phone-links=off")}, 5000);
+    ASSERT_TRUE(off.finished);
+    EXPECT_EQ(off.exitCode, 0) << off.err.toStdString();
+    EXPECT_EQ(off.err, QByteArray("dialwise: phone-link detection turned off in the running Dialwise\n"));
+    ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring stopped.")); }, 5000));
+    const qsizetype logBefore = logText().size();
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    // Bounded absence: a listening detector would have shown its strip by now.
+    EXPECT_FALSE(ShellRig::waitUntil([] { return !ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); },
+                                     kAbsenceWindowMs));
+    EXPECT_FALSE(logText().mid(logBefore).contains(QStringLiteral("Scan attempt"))) << logText().toStdString();
+
+    // And on again: the same monitor listens again.
+    const ShellRig::Run again = rig.run(QStringList{QStringLiteral("--detect-phone-links")}, 5000);
+    EXPECT_EQ(again.exitCode, 0) << again.err.toStdString();
+    ASSERT_TRUE(click(away));
+    fixture->waitForPopupClosed();
+    ASSERT_TRUE(ShellRig::waitUntil([] { return logText().count(QStringLiteral("Monitoring active.")) == 2; }, 5000));
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    EXPECT_TRUE(waitForStrip(kScanBurstMs)) << logText().toStdString();
 }
 
 } // namespace
