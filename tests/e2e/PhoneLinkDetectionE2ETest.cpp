@@ -107,6 +107,40 @@ bool stripGone(int timeoutMs)
     return ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); }, timeoutMs);
 }
 
+// The element a screen reader finds at the strip's centre, through Dialwise's own accessibility
+// tree, which the toolkit publishes a moment after the window appears.
+struct StripButton
+{
+    QString name;
+    QString role;
+    std::string miss; // what the last look-up that found nothing ran into
+};
+
+StripButton readStripButton(dialwise::AtspiElementTree &tree, const QRect &strip)
+{
+    StripButton found;
+    ShellRig::waitUntil([&] {
+        dialwise::ElementHandle button;
+        const int code = tree.copyElementAtPosition(float(strip.center().x()), float(strip.center().y()), button);
+        if (code != dialwise::ElementTree::kSuccess || !button) {
+            found.miss = "no element at the strip's centre (code " + std::to_string(code) + ")";
+            return false;
+        }
+        dialwise::AttributeValue title, role;
+        const int titleCode = tree.copyAttributeValue(button, u"AXTitle", title);
+        tree.copyAttributeValue(button, u"AXRole", role);
+        const auto *text = std::get_if<QString>(&title);
+        const auto *roleText = std::get_if<QString>(&role);
+        found.name = text ? text->trimmed() : QString();
+        found.role = roleText ? *roleText : QString();
+        if (found.name.isEmpty())
+            found.miss = "element without a title (code " + std::to_string(titleCode) + ", role " +
+                found.role.toStdString() + ")";
+        return !found.name.isEmpty();
+    }, 5000);
+    return found;
+}
+
 // The frame as the detector's log lines write it: "(90.0, 129.0, 260.0, 120.0)".
 QString logFrame(const QRect &rect)
 {
@@ -203,6 +237,12 @@ TEST_P(PhoneLinkDetection, clickOnNumber_stripUnderPopup_clickCallsAndRemovesStr
     EXPECT_TRUE(log.contains(QStringLiteral("FOUND via new-window detection: +1 (555) 010-4477 at ") + logFrame(popup)))
         << log.toStdString() << rig->primaryErrors().right(3000).toStdString();
 
+    // A screen reader finds the button, with the number it calls.
+    dialwise::AtspiElementTree tree(dialwise::X11Connection::open());
+    const StripButton button = readStripButton(tree, strip->geometry);
+    EXPECT_EQ(button.name, QStringLiteral("Call with Dialwise +1 (555) 010-4477")) << button.miss;
+    EXPECT_EQ(button.role, QStringLiteral("AXPushButton"));
+
     waitForScansOfLastClick();
     const qsizetype openedBefore = openedUrls().size();
     ASSERT_TRUE(click(strip->geometry.center()));
@@ -275,40 +315,20 @@ TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
     EXPECT_TRUE(logText().mid(logBefore).contains(QStringLiteral(": unknown at ") + logFrame(popup)))
         << logText().mid(logBefore).toStdString();
 
-    // The strip's button names no number: read it through Dialwise's own accessibility tree,
-    // which the toolkit publishes a moment after the window appears.
+    // The strip's button names no number.
     dialwise::AtspiElementTree tree(dialwise::X11Connection::open());
-    QString buttonTitle;
-    std::string lastMiss; // what the last look-up that found nothing ran into
-    ShellRig::waitUntil([&] {
-        dialwise::ElementHandle button;
-        const int code =
-            tree.copyElementAtPosition(float(strip->geometry.center().x()), float(strip->geometry.center().y()), button);
-        if (code != dialwise::ElementTree::kSuccess || !button) {
-            lastMiss = "no element at the strip's centre (code " + std::to_string(code) + ")";
-            return false;
-        }
-        dialwise::AttributeValue title;
-        const int titleCode = tree.copyAttributeValue(button, u"AXTitle", title);
-        const auto *text = std::get_if<QString>(&title);
-        buttonTitle = text ? text->trimmed() : QString();
-        if (buttonTitle.isEmpty()) {
-            dialwise::AttributeValue role;
-            tree.copyAttributeValue(button, u"AXRole", role);
-            const auto *roleText = std::get_if<QString>(&role);
-            lastMiss = "element without a title (code " + std::to_string(titleCode) + ", role " +
-                (roleText ? roleText->toStdString() : std::string("?")) + ")";
-        }
-        return !buttonTitle.isEmpty();
-    }, 5000);
-    if (buttonTitle.isEmpty()) {
-        // Now and then (5 of 39 runs of this suite) Qt's accessibility bridge in Dialwise leaves
-        // a new strip window out of the application's children for 5 s and more, though the X
-        // window is up and works (the click below must still open the dialog). That is a gap in
-        // what screen readers see, not in calling, and is followed up on its own; here it is
-        // reported with the windows Dialwise's tree does list, and the name is checked whenever the
-        // strip is there.
-        std::cout << "strip missing from Dialwise's accessibility tree: " << lastMiss << "\n";
+    const StripButton button = readStripButton(tree, strip->geometry);
+    if (!button.name.isEmpty()) {
+        EXPECT_EQ(button.name, QStringLiteral("Call with Dialwise"));
+        EXPECT_EQ(button.role, QStringLiteral("AXPushButton"));
+    } else {
+        // NOTE: in this case only (never yet with a number), now and then (5 of 25 runs of this
+        // suite on 2026-11-23, with either fixture) Qt's accessibility tree of Dialwise lists only
+        // its hidden web window and the web engine's "Offscreen" window for 5 s and more, though
+        // the strip's X window is up and works (the click below must still open the dialog).
+        // Not yet explained, so reported here with the windows Dialwise's tree does list rather
+        // than failed; the case with a number asserts the name in every run.
+        std::cout << "strip missing from Dialwise's accessibility tree: " << button.miss << "\n";
         const dialwise::ElementHandle application = tree.applicationElement(rig->primaryPid());
         dialwise::AttributeValue windows;
         if (application && tree.copyAttributeValue(application, u"AXWindows", windows) == dialwise::ElementTree::kSuccess) {
@@ -326,8 +346,6 @@ TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
             }
         }
     }
-    if (!buttonTitle.isEmpty())
-        EXPECT_EQ(buttonTitle, QStringLiteral("Call with Dialwise"));
 
     waitForScansOfLastClick();
     const qsizetype openedBefore = openedUrls().size();
