@@ -7,6 +7,7 @@
 #include "InboundRequests.h"
 #include "IntakeLimits.h"
 #include "LinuxDesktopServices.h"
+#include "PhoneLinkDetection.h"
 #include "SchemeRegistration.h"
 #include "TrayBadge.h"
 #include "TrayMenuModel.h"
@@ -151,6 +152,11 @@ void AppDelegate::showWindow()
 void AppDelegate::quit()
 {
     QCoreApplication::quit();
+}
+
+void AppDelegate::detectPhoneLinks(bool on)
+{
+    phonelinks::turn(on, [this] { return phonelinks::platform(m_callManager); });
 }
 
 void AppDelegate::setupMenuBar()

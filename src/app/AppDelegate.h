@@ -43,6 +43,7 @@ public:
     std::optional<RequestFailure> handlePhoneCall(const std::optional<QString> &text) override;
     void callSelection(std::function<void(const std::optional<RequestFailure> &)> done) override;
     void quit() override;
+    void detectPhoneLinks(bool on) override;
 
     void showWindow();
 

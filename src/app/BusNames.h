@@ -15,6 +15,9 @@ inline constexpr char kServiceName[] = DIALWISE_APP_ID;
 inline constexpr char kObjectPath[] = "/app/dialwise/Dialwise";
 inline constexpr char kApplicationInterface[] = "org.freedesktop.Application";
 inline constexpr char kCallsInterface[] = "app.dialwise.Dialwise.Calls";
+// The org.freedesktop.Application action that turns the phone-link detector on (parameter true)
+// or off (false).
+inline constexpr char kDetectPhoneLinksAction[] = "detect-phone-links";
 inline constexpr char kNoTextErrorName[] = "app.dialwise.Dialwise.Error.NoText";
 inline constexpr char kNoNumberErrorName[] = "app.dialwise.Dialwise.Error.NoNumber";
 // Requests over the limits of IntakeLimits.h, refused unread.

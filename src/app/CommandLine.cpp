@@ -23,6 +23,9 @@ enum class Takes {
     nothing, // a switch: "--hidden"; "--hidden=x" is refused
     value,   // the next argument or the text after "=": "--explain TEXT", "--explain=TEXT"
     onOff,   // "--autostart", "--autostart on|off", "--autostart=on|off"
+    // "--detect-phone-links" or "--detect-phone-links=on|off": a value only after "=", as the
+    // next argument may well be a link to dial.
+    switchOnOff,
 };
 
 struct KnownOption
@@ -47,7 +50,7 @@ constexpr KnownOption kOptions[] = {
     {u"--call-text", Option::callText, Takes::value, u"--call-text needs a text"},
     {u"--call-selection", Option::callSelection, Takes::nothing},
     {u"--hidden", Option::hidden, Takes::nothing},
-    {u"--detect-phone-links", Option::detectPhoneLinks, Takes::nothing},
+    {u"--detect-phone-links", Option::detectPhoneLinks, Takes::switchOnOff},
 };
 
 const KnownOption *findOption(QStringView name)
@@ -167,6 +170,14 @@ CommandLine CommandLine::parse(const QStringList &arguments)
                                       .arg(name, quoted(*given.value)));
             given.spelled = name;
             break;
+        case Takes::switchOnOff:
+            if (equals >= 0) {
+                given.value = argument.mid(equals + 1);
+                if (*given.value != u"on" && *given.value != u"off")
+                    return usageError(QStringLiteral("%1 takes =on or =off, or nothing to turn it on (not %2)")
+                                          .arg(name, quoted(*given.value)));
+            }
+            break;
         }
         for (const GivenOption &earlier : options) {
             if (earlier.known->option == known->option && known->takes != Takes::nothing)
@@ -238,7 +249,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             hidden = true;
             break;
         case Option::detectPhoneLinks:
-            line.request.detectPhoneLinks = true;
+            line.request.detectPhoneLinks = !given.value || *given.value == u"on";
             break;
         default:
             break;
@@ -278,9 +289,9 @@ QStringList CommandLine::optionNames()
 QString CommandLine::helpText()
 {
     return QStringLiteral(
-        "Usage: dialwise [--detect-phone-links] [LINK...]\n"
-        "       dialwise [--detect-phone-links] --call-text TEXT | --call-selection\n"
-        "       dialwise [--detect-phone-links] --hidden\n"
+        "Usage: dialwise [--detect-phone-links[=off]] [LINK...]\n"
+        "       dialwise [--detect-phone-links[=off]] --call-text TEXT | --call-selection\n"
+        "       dialwise [--detect-phone-links[=off]] --hidden\n"
         "       dialwise --quit\n"
         "       dialwise --autostart [on|off]\n"
         "       dialwise --explain TEXT | --replay-detector SCENARIO.json | --help | -h | --version\n"
@@ -303,9 +314,11 @@ QString CommandLine::helpText()
         "  --autostart        print on or off: whether Dialwise starts at login\n"
         "  --explain TEXT     print what would be dialled for TEXT, and nothing else\n"
         "  --detect-phone-links\n"
-        "                     when this start launches Dialwise, offer \"Call with Dialwise\" under\n"
-        "                     the popup of a clicked phone link (also: detectPhoneLinks=true in\n"
-        "                     dialwise.conf)\n"
+        "                     offer \"Call with Dialwise\" under the popup of a clicked phone link\n"
+        "                     (also: detectPhoneLinks=true in dialwise.conf); handed to a running\n"
+        "                     Dialwise, turns that on there\n"
+        "  --detect-phone-links=off\n"
+        "                     no longer offer it (in the running Dialwise, or at this start)\n"
         "  --replay-detector SCENARIO.json\n"
         "                     play a recorded desktop situation through the phone-link detector\n"
         "                     and print what it would do and log\n"

@@ -7,6 +7,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusVariant>
 
 namespace dialwise {
 namespace {
@@ -40,17 +41,30 @@ void ApplicationAdaptor::Open(const QStringList &uris, const QVariantMap &, cons
         m_handler.handleURLEvent(uri);
 }
 
-void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &, const QVariantMap &,
+void ApplicationAdaptor::ActivateAction(const QString &actionName, const QVariantList &parameter, const QVariantMap &,
                                         const QDBusMessage &message)
 {
     if (actionName.size() > intake::kMaxTextLength) {
         replyFailure(message, RequestFailure::tooLarge);
         return;
     }
-    // "quit", and the desktop entry's action "call-selection" (desktops start the actions of a
-    // D-Bus-activatable entry through this method, not through its Exec line). Unknown actions
-    // are ignored as the desktop's launchers expect.
-    if (actionName == u"quit") {
+    // "quit", the desktop entry's action "call-selection" (desktops start the actions of a
+    // D-Bus-activatable entry through this method, not through its Exec line), and the detector
+    // switch `dialwise --detect-phone-links[=off]` sends. Unknown actions are ignored as the
+    // desktop's launchers expect.
+    if (actionName == QLatin1String(bus::kDetectPhoneLinksAction)) {
+        // One boolean, which QtDBus may still hold wrapped as the av's variant.
+        QVariant on = parameter.size() == 1 ? parameter.first() : QVariant();
+        if (on.canConvert<QDBusVariant>() && on.typeId() == qMetaTypeId<QDBusVariant>())
+            on = on.value<QDBusVariant>().variant();
+        if (on.typeId() != QMetaType::Bool) {
+            message.setDelayedReply(true);
+            QDBusConnection::sessionBus().send(message.createErrorReply(
+                QDBusError::InvalidArgs, QStringLiteral("detect-phone-links takes one boolean: on (true) or off (false)")));
+            return;
+        }
+        m_handler.detectPhoneLinks(on.toBool());
+    } else if (actionName == u"quit") {
         m_handler.quit();
     } else if (actionName == u"call-selection") {
         // Nobody waits for an answer here, so a failure is shown the way the launcher shows it.

@@ -27,6 +27,8 @@ public:
     virtual void callSelection(std::function<void(const std::optional<RequestFailure> &)> done) = 0;
     // Ends Dialwise.
     virtual void quit() = 0;
+    // Turns the phone-link click detector on or off in this Dialwise.
+    virtual void detectPhoneLinks(bool on) = 0;
 };
 
 } // namespace dialwise

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace dialwise {
 
 // What one start of `dialwise` asks of the running Dialwise. The launcher either forwards it over
@@ -23,8 +25,10 @@ struct LaunchRequest
     // --hidden: Dialwise runs without showing its window (a login or the session bus starting
     // it); the running instance is left as it is.
     bool hidden = false;
-    // --detect-phone-links: the Dialwise this start launches watches clicks on phone links.
-    bool detectPhoneLinks = false;
+    // --detect-phone-links (true) or --detect-phone-links=off (false): whether Dialwise watches
+    // clicks on phone links, the one this start launches or the one already running. No value:
+    // as dialwise.conf says, or as it already is.
+    std::optional<bool> detectPhoneLinks;
 
     bool operator==(const LaunchRequest &) const = default;
 };

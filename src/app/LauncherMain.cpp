@@ -235,6 +235,12 @@ int main(int argc, char **argv)
 
     switch (dialwise::forwardAndReport(line.request)) {
     case dialwise::Handover::delivered:
+        // The switch changes nothing anyone sees at once, so say that it was done.
+        if (line.request.detectPhoneLinks)
+            dialwise::printText(*line.request.detectPhoneLinks
+                                    ? QStringLiteral("dialwise: phone-link detection turned on in the running Dialwise\n")
+                                    : QStringLiteral("dialwise: phone-link detection turned off in the running Dialwise\n"),
+                                stderr);
         return 0;
     case dialwise::Handover::failed:
         return 1;

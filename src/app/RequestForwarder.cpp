@@ -40,6 +40,18 @@ RequestForwarder::RequestForwarder(BusMethodCaller &bus, std::chrono::millisecon
 
 RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
 {
+    // The detector switch goes first, as its own action: it changes how Dialwise runs, so the
+    // rest of the request (if any) meets it already switched.
+    if (request.detectPhoneLinks) {
+        const Result switched = deliver(QString::fromLatin1(bus::kApplicationInterface), QStringLiteral("ActivateAction"),
+                                        {QString::fromLatin1(bus::kDetectPhoneLinksAction),
+                                         BusMethodCaller::BooleanParameter{*request.detectPhoneLinks},
+                                         BusMethodCaller::EmptyDictionary{}});
+        // Alone, the switch is the whole request: the window stays as it is.
+        if (switched.status != Result::Status::delivered || request.kind == LaunchRequest::Kind::activate)
+            return switched;
+    }
+
     QString interface = QString::fromLatin1(bus::kApplicationInterface);
     QString method;
     std::vector<BusMethodCaller::Argument> arguments;
@@ -74,7 +86,12 @@ RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
         arguments = {QStringLiteral("quit"), BusMethodCaller::EmptyVariantArray{}, BusMethodCaller::EmptyDictionary{}};
         break;
     }
+    return deliver(interface, method, arguments);
+}
 
+RequestForwarder::Result RequestForwarder::deliver(const QString &interface, const QString &method,
+                                                   const std::vector<BusMethodCaller::Argument> &arguments)
+{
     const QDeadlineTimer grace(m_startupGrace);
     for (;;) {
         const BusMethodCaller::Reply reply = m_bus.call(QString::fromLatin1(bus::kServiceName),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BusMethodCaller.h"
 #include "LaunchRequest.h"
 #include "RequestFailure.h"
 
@@ -7,10 +8,9 @@
 
 #include <chrono>
 #include <optional>
+#include <vector>
 
 namespace dialwise {
-
-class BusMethodCaller;
 
 // Hands a request to the Dialwise that already runs, over the session bus.
 class RequestForwarder final
@@ -37,6 +37,8 @@ public:
     Result forward(const LaunchRequest &request);
 
 private:
+    Result deliver(const QString &interface, const QString &method, const std::vector<BusMethodCaller::Argument> &arguments);
+
     BusMethodCaller &m_bus;
     std::chrono::milliseconds m_startupGrace;
 };

@@ -105,10 +105,18 @@ void DataDetectorMonitor::companionItemClicked()
     // Copied first: dismissing destroys the strip whose button is calling us.
     const QString number = currentPhoneNumber;
     dismissCompanionPanel();
-    if (companiontitle::isCallable(number))
-        m_callManager.call(number);
-    else
-        m_callManager.showDialDialog();
+    // The calling core belongs to the GUI thread. From a detector on a thread of its own the call
+    // is queued there; on the calling core's own thread (tests, the replay) it is made at once.
+    CallManager *callManager = &m_callManager;
+    QMetaObject::invokeMethod(
+        callManager,
+        [callManager, number] {
+            if (companiontitle::isCallable(number))
+                callManager->call(number);
+            else
+                callManager->showDialDialog();
+        },
+        Qt::AutoConnection);
 }
 
 } // namespace dialwise

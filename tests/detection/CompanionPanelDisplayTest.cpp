@@ -78,6 +78,7 @@ TEST_F(StripFixture, windowFloatsWithoutFocus_placedUnderPopup_namedForUsers)
     EXPECT_TRUE(strip->testAttribute(Qt::WA_TranslucentBackground));
     EXPECT_EQ(strip->windowTitle(), QStringLiteral("Call with Dialwise"));
     EXPECT_EQ(strip->accessibleName(), QStringLiteral("Call with Dialwise"));
+    EXPECT_EQ(strip->button()->accessibleName(), QStringLiteral("Call with Dialwise +1 (555) 010-0000"));
     EXPECT_FALSE(strip->isActiveWindow());
     // Top-left origin: the strip's top edge 8 above the popup's bottom (300 + 120).
     EXPECT_EQ(strip->geometry(), QRect(500, 412, 260, 30));
@@ -97,6 +98,8 @@ TEST_F(StripFixture, titlePieces_numberInDisplayFormOrNone)
               (QStringList{"  Call with Dialwise", "  +1 (555) 010-0000"}));
     EXPECT_EQ(show(QStringLiteral("unknown"))->button()->titlePieces(), QStringList{"  Call with Dialwise"});
     EXPECT_EQ(show(QString())->button()->titlePieces(), QStringList{"  Call with Dialwise"});
+    // A screen reader hears the number only when there is one.
+    EXPECT_EQ(show(QStringLiteral("unknown"))->button()->accessibleName(), QStringLiteral("Call with Dialwise"));
 }
 
 TEST_F(StripFixture, phoneIconFromThemeOrBundled)

@@ -12,7 +12,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QThread>
 #include <QTemporaryDir>
 
 using dialwise::DataDetectorMonitor;
@@ -25,24 +27,26 @@ namespace {
 struct WantedRow
 {
     const char *name;
-    bool option;
-    const char *setting; // nullptr: not set
+    std::optional<bool> option; // --detect-phone-links (true), =off (false), or neither
+    const char *setting;        // nullptr: not set
     bool wanted;
 };
 
 void PrintTo(const WantedRow &row, std::ostream *os) { *os << row.name; }
 
 const WantedRow kWantedRows[] = {
-    {"Nothing_Off", false, nullptr, false},
+    {"Nothing_Off", std::nullopt, nullptr, false},
     {"Option_On", true, nullptr, true},
-    {"SettingTrue_On", false, "true", true},
-    {"SettingTrueCapitalised_On", false, "True", true},
-    {"SettingOne_On", false, "1", true},
-    {"SettingYes_On", false, "yes", true},
-    {"SettingOff_Off", false, "OFF", false},
-    {"SettingFalse_Off", false, "false", false},
-    {"SettingOther_Off", false, "yes please", false},
+    {"SettingTrue_On", std::nullopt, "true", true},
+    {"SettingTrueCapitalised_On", std::nullopt, "True", true},
+    {"SettingOne_On", std::nullopt, "1", true},
+    {"SettingYes_On", std::nullopt, "yes", true},
+    {"SettingOff_Off", std::nullopt, "OFF", false},
+    {"SettingFalse_Off", std::nullopt, "false", false},
+    {"SettingOther_Off", std::nullopt, "yes please", false},
     {"OptionBeatsFalseSetting_On", true, "false", true},
+    {"OptionOff_Off", false, nullptr, false},
+    {"OptionOffBeatsTrueSetting_Off", false, "true", false},
 };
 
 class PhoneLinksWantedTest : public ::testing::TestWithParam<WantedRow>
@@ -64,6 +68,11 @@ INSTANTIATE_TEST_SUITE_P(Rows, PhoneLinksWantedTest, ::testing::ValuesIn(kWanted
 
 TEST(PhoneLinksStartTest, incompletePlatform_unavailable_thenCompletePlatformStartsSharedMonitor)
 {
+    // The detector's thread posts to and from the caller's, as in the running Dialwise.
+    int argc = 1;
+    char name[] = "PhoneLinkDetectionTest";
+    char *argv[] = {name, nullptr};
+    QCoreApplication app(argc, argv);
     QTemporaryDir state;
     qputenv("XDG_STATE_HOME", state.path().toUtf8());
     dialwise::testing::CallManagerRig rig;
@@ -91,14 +100,38 @@ TEST(PhoneLinksStartTest, incompletePlatform_unavailable_thenCompletePlatformSta
                                         std::make_shared<dialwise::testing::FakeScreen>(), clicks,
                                         std::make_shared<dialwise::testing::FakePanelView>()};
     EXPECT_TRUE(phonelinks::start(complete));
+    phonelinks::waitForDetectorThread();
     EXPECT_TRUE(DataDetectorMonitor::sharedExists());
     EXPECT_TRUE(DataDetectorMonitor::shared().isMonitoring);
     EXPECT_EQ(clicks->listenerCount(), 1);
+    // On a thread of its own, so that its waits never hold up the caller's (the GUI) thread.
+    EXPECT_NE(DataDetectorMonitor::shared().thread(), QThread::currentThread());
+    EXPECT_EQ(DataDetectorMonitor::shared().thread()->objectName(), QStringLiteral("dialwise-detector"));
+
+    // Turned off and on again, as a second `dialwise --detect-phone-links[=off]` asks.
+    int made = 0;
+    const auto noNewPlatform = [&made] {
+        ++made;
+        return dialwise::DetectorPlatform{};
+    };
+    phonelinks::turn(false, noNewPlatform);
+    phonelinks::waitForDetectorThread();
+    EXPECT_FALSE(DataDetectorMonitor::shared().isMonitoring);
+    EXPECT_EQ(clicks->listenerCount(), 0);
+    phonelinks::turn(false, noNewPlatform); // already off: nothing more is logged
+    phonelinks::turn(true, noNewPlatform);
+    phonelinks::turn(true, noNewPlatform); // already on: one listener still
+    phonelinks::waitForDetectorThread();
+    EXPECT_TRUE(DataDetectorMonitor::shared().isMonitoring);
+    EXPECT_EQ(clicks->listenerCount(), 1);
+    EXPECT_EQ(made, 0) << "the running monitor is reused, never made again";
     QFile log(state.filePath(QStringLiteral("Dialwise/Dialwise.log")));
     ASSERT_TRUE(log.open(QIODevice::ReadOnly));
     const QByteArray text = log.readAll();
     EXPECT_TRUE(text.contains("] === Dialwise DataDetectorMonitor initialized ===\n"));
     EXPECT_TRUE(text.contains("] Global click monitor installed. Monitoring active.\n"));
+    EXPECT_EQ(text.count("] Monitoring stopped.\n"), 1);
+    EXPECT_EQ(text.count("] Global click monitor installed. Monitoring active.\n"), 2);
     qunsetenv("XDG_STATE_HOME");
 }
 

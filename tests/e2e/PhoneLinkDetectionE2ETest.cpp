@@ -6,6 +6,7 @@
 #include "ShellRig.h"
 #include "X11Connection.h"
 
+#include <QClipboard>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -106,6 +107,40 @@ bool stripGone(int timeoutMs)
     return ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); }, timeoutMs);
 }
 
+// The element a screen reader finds at the strip's centre, through Dialwise's own accessibility
+// tree, which the toolkit publishes a moment after the window appears.
+struct StripButton
+{
+    QString name;
+    QString role;
+    std::string miss; // what the last look-up that found nothing ran into
+};
+
+StripButton readStripButton(dialwise::AtspiElementTree &tree, const QRect &strip)
+{
+    StripButton found;
+    ShellRig::waitUntil([&] {
+        dialwise::ElementHandle button;
+        const int code = tree.copyElementAtPosition(float(strip.center().x()), float(strip.center().y()), button);
+        if (code != dialwise::ElementTree::kSuccess || !button) {
+            found.miss = "no element at the strip's centre (code " + std::to_string(code) + ")";
+            return false;
+        }
+        dialwise::AttributeValue title, role;
+        const int titleCode = tree.copyAttributeValue(button, dialwise::Attribute::title, title);
+        tree.copyAttributeValue(button, dialwise::Attribute::role, role);
+        const auto *text = std::get_if<QString>(&title);
+        const auto *roleText = std::get_if<QString>(&role);
+        found.name = text ? text->trimmed() : QString();
+        found.role = roleText ? *roleText : QString();
+        if (found.name.isEmpty())
+            found.miss = "element without a title (code " + std::to_string(titleCode) + ", role " +
+                found.role.toStdString() + ")";
+        return !found.name.isEmpty();
+    }, 5000);
+    return found;
+}
+
 // The frame as the detector's log lines write it: "(90.0, 129.0, 260.0, 120.0)".
 QString logFrame(const QRect &rect)
 {
@@ -202,6 +237,12 @@ TEST_P(PhoneLinkDetection, clickOnNumber_stripUnderPopup_clickCallsAndRemovesStr
     EXPECT_TRUE(log.contains(QStringLiteral("FOUND via new-window detection: +1 (555) 010-4477 at ") + logFrame(popup)))
         << log.toStdString() << rig->primaryErrors().right(3000).toStdString();
 
+    // A screen reader finds the button, with the number it calls.
+    dialwise::AtspiElementTree tree(dialwise::X11Connection::open());
+    const StripButton button = readStripButton(tree, strip->geometry);
+    EXPECT_EQ(button.name, QStringLiteral("Call with Dialwise +1 (555) 010-4477")) << button.miss;
+    EXPECT_EQ(button.role, QStringLiteral("AXPushButton"));
+
     waitForScansOfLastClick();
     const qsizetype openedBefore = openedUrls().size();
     ASSERT_TRUE(click(strip->geometry.center()));
@@ -214,8 +255,9 @@ TEST_P(PhoneLinkDetection, clickOnNumber_stripUnderPopup_clickCallsAndRemovesStr
 TEST_P(PhoneLinkDetection, popupCloses_stripGoneWithinASecond)
 {
     startFixture();
+    const qsizetype logBefore = logText().size();
     clickNumberForPopup();
-    ASSERT_TRUE(waitForStrip(kScanBurstMs));
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << logText().mid(logBefore).toStdString();
     const std::optional<dialwise::testing::XWindowListing> listed = dialwise::testing::xwininfoWindowSized(260, 120);
     ASSERT_TRUE(listed);
     // The popup goes away without any click (as when its program closes it).
@@ -229,8 +271,9 @@ TEST_P(PhoneLinkDetection, popupCloses_stripGoneWithinASecond)
 TEST_P(PhoneLinkDetection, clickElsewhere_removesStripAtOnce)
 {
     startFixture();
+    const qsizetype logBefore = logText().size();
     clickNumberForPopup();
-    ASSERT_TRUE(waitForStrip(kScanBurstMs));
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << logText().mid(logBefore).toStdString() << rig->primaryErrors().right(6000).toStdString();
     QElapsedTimer timer;
     timer.start();
     ASSERT_TRUE(click(QPoint(1270, 1015)));
@@ -272,40 +315,20 @@ TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
     EXPECT_TRUE(logText().mid(logBefore).contains(QStringLiteral(": unknown at ") + logFrame(popup)))
         << logText().mid(logBefore).toStdString();
 
-    // The strip's button names no number: read it through Dialwise's own accessibility tree,
-    // which the toolkit publishes a moment after the window appears.
+    // The strip's button names no number.
     dialwise::AtspiElementTree tree(dialwise::X11Connection::open());
-    QString buttonTitle;
-    std::string lastMiss; // what the last look-up that found nothing ran into
-    ShellRig::waitUntil([&] {
-        dialwise::ElementHandle button;
-        const int code =
-            tree.copyElementAtPosition(float(strip->geometry.center().x()), float(strip->geometry.center().y()), button);
-        if (code != dialwise::ElementTree::kSuccess || !button) {
-            lastMiss = "no element at the strip's centre (code " + std::to_string(code) + ")";
-            return false;
-        }
-        dialwise::AttributeValue title;
-        const int titleCode = tree.copyAttributeValue(button, dialwise::Attribute::title, title);
-        const auto *text = std::get_if<QString>(&title);
-        buttonTitle = text ? text->trimmed() : QString();
-        if (buttonTitle.isEmpty()) {
-            dialwise::AttributeValue role;
-            tree.copyAttributeValue(button, dialwise::Attribute::role, role);
-            const auto *roleText = std::get_if<QString>(&role);
-            lastMiss = "element without a title (code " + std::to_string(titleCode) + ", role " +
-                (roleText ? roleText->toStdString() : std::string("?")) + ")";
-        }
-        return !buttonTitle.isEmpty();
-    }, 5000);
-    if (buttonTitle.isEmpty()) {
-        // Now and then (5 of 39 runs of this suite) Qt's accessibility bridge in Dialwise leaves
-        // a new strip window out of the application's children for 5 s and more, though the X
-        // window is up and works (the click below must still open the dialog). That is a gap in
-        // what screen readers see, not in calling, and is followed up on its own; here it is
-        // reported with the windows Dialwise's tree does list, and the name is checked whenever the
-        // strip is there.
-        std::cout << "strip missing from Dialwise's accessibility tree: " << lastMiss << "\n";
+    const StripButton button = readStripButton(tree, strip->geometry);
+    if (!button.name.isEmpty()) {
+        EXPECT_EQ(button.name, QStringLiteral("Call with Dialwise"));
+        EXPECT_EQ(button.role, QStringLiteral("AXPushButton"));
+    } else {
+        // NOTE: in this case only (never yet with a number), now and then (5 of 25 runs of this
+        // suite on 2026-11-23, with either fixture) Qt's accessibility tree of Dialwise lists only
+        // its hidden web window and the web engine's "Offscreen" window for 5 s and more, though
+        // the strip's X window is up and works (the click below must still open the dialog).
+        // Not yet explained, so reported here with the windows Dialwise's tree does list rather
+        // than failed; the case with a number asserts the name in every run.
+        std::cout << "strip missing from Dialwise's accessibility tree: " << button.miss << "\n";
         const dialwise::ElementHandle application = tree.applicationElement(rig->primaryPid());
         dialwise::AttributeValue windows;
         if (application && tree.copyAttributeValue(application, dialwise::Attribute::windows, windows) == dialwise::ElementTree::kSuccess) {
@@ -323,8 +346,6 @@ TEST_P(PhoneLinkDetection, popupWithoutNumber_stripOpensDialDialog)
             }
         }
     }
-    if (!buttonTitle.isEmpty())
-        EXPECT_EQ(buttonTitle, QStringLiteral("Call with Dialwise"));
 
     waitForScansOfLastClick();
     const qsizetype openedBefore = openedUrls().size();
@@ -394,6 +415,47 @@ TEST_P(PhoneLinkDetection, frozenProgram_handOverDuringScanServedWithinASecond)
         rig->closeWindow(window);
 }
 
+TEST_P(PhoneLinkDetection, largeProgram_handOverAndCallSelectionDuringScan_servedAndScanCompletes)
+{
+    // 1,000 more labels: a click on an empty spot of its window opens no popup, so every scan
+    // attempt walks and probes the big window (up to half a second each with the Qt fixture).
+    startFixture({QStringLiteral("--elements"), QStringLiteral("1000")});
+    const QPoint emptySpot(650, 450);
+    const qsizetype errBefore = rig->primaryErrors().size();
+
+    lastClick.start();
+    ASSERT_TRUE(click(emptySpot));
+    ShellRig::pump(250);
+    const int before = int(rig->standIn().requestLines().size());
+    const ShellRig::Run handOver = rig->run(QStringList{QStringLiteral("tel:+12025550148")}, 5000);
+    EXPECT_TRUE(handOver.finished);
+    EXPECT_EQ(handOver.exitCode, 0) << handOver.err.toStdString();
+    EXPECT_TRUE(rig->standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550148"), 5000, before));
+    waitForScansOfLastClick();
+    // The call brought the web window up over the fixture; a click on it would be Dialwise's own.
+    for (const QString &window : rig->visibleWindows())
+        rig->closeWindow(window);
+    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+
+    ASSERT_TRUE(QGuiApplication::clipboard()->supportsSelection());
+    QGuiApplication::clipboard()->setText(QStringLiteral("Call me at (202) 555-0149"), QClipboard::Selection);
+    lastClick.start();
+    ASSERT_TRUE(click(emptySpot));
+    ShellRig::pump(250);
+    const int beforeSelection = int(rig->standIn().requestLines().size());
+    const ShellRig::Run selection = rig->run(QStringList{QStringLiteral("--call-selection")}, 5000);
+    EXPECT_TRUE(selection.finished);
+    EXPECT_EQ(selection.exitCode, 0) << selection.err.toStdString();
+    EXPECT_TRUE(rig->standIn().waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550149"), 5000, beforeSelection));
+
+    // Both clicks' scans ran to their end all the same.
+    EXPECT_TRUE(ShellRig::waitUntil([&] {
+        return rig->primaryErrors().mid(errBefore).count("Dialwise: All scan attempts exhausted. No DD popup found.") >= 2;
+    }, 2 * kScanBurstMs)) << rig->primaryErrors().mid(errBefore).toStdString();
+    for (const QString &window : rig->visibleWindows())
+        rig->closeWindow(window);
+}
+
 INSTANTIATE_TEST_SUITE_P(Toolkits, PhoneLinkDetection, ::testing::Values(Toolkit::qt, Toolkit::gtk),
                          [](const ::testing::TestParamInfo<Toolkit> &info) {
                              return PhoneLinkFixtureProcess::toolkitName(info.param).toStdString();
@@ -417,6 +479,59 @@ TEST(PhoneLinkDetectionOff, withoutOption_noClickListenerNoLog)
     EXPECT_FALSE(QFile::exists(logPath()));
     EXPECT_FALSE(rig.primaryErrors().contains("Dialwise: ")) << rig.primaryErrors().toStdString();
     EXPECT_FALSE(QDir(qEnvironmentVariable("XDG_STATE_HOME") + QStringLiteral("/Dialwise")).exists());
+}
+
+// `dialwise --detect-phone-links` and `--detect-phone-links=off` handed to a Dialwise that runs
+// without the detector: run as a ctest of its own, on a fresh desktop.
+TEST(PhoneLinkDetectionSwitch, handedOver_turnsDetectorOnThenOff)
+{
+    ShellRig rig;
+    ASSERT_TRUE(rig.startStandIn());
+    ASSERT_TRUE(rig.startPrimary()) << rig.primaryErrors().toStdString();
+    for (const QString &window : rig.visibleWindows())
+        rig.closeWindow(window);
+    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+    auto fixture = PhoneLinkFixtureProcess::start(Toolkit::gtk);
+    ASSERT_TRUE(fixture);
+    const QPoint away(650, 450);
+
+    const ShellRig::Run on = rig.run(QStringList{QStringLiteral("--detect-phone-links")}, 5000);
+    ASSERT_TRUE(on.finished);
+    EXPECT_EQ(on.exitCode, 0) << on.err.toStdString();
+    EXPECT_EQ(on.err, QByteArray("dialwise: phone-link detection turned on in the running Dialwise\n"));
+    // Its window stays hidden: the switch is the whole request.
+    EXPECT_TRUE(ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty());
+    ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
+        << rig.primaryErrors().toStdString();
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << logText().toStdString();
+    ASSERT_TRUE(click(away));
+    EXPECT_TRUE(stripGone(1000));
+    ShellRig::pump(kScanBurstMs); // the last scans of that click run out
+
+    const ShellRig::Run off = rig.run(QStringList{QStringLiteral("--detect-phone-links=off")}, 5000);
+    ASSERT_TRUE(off.finished);
+    EXPECT_EQ(off.exitCode, 0) << off.err.toStdString();
+    EXPECT_EQ(off.err, QByteArray("dialwise: phone-link detection turned off in the running Dialwise\n"));
+    ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring stopped.")); }, 5000));
+    const qsizetype logBefore = logText().size();
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    // Bounded absence: a listening detector would have shown its strip by now.
+    EXPECT_FALSE(ShellRig::waitUntil([] { return !ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); },
+                                     kAbsenceWindowMs));
+    EXPECT_FALSE(logText().mid(logBefore).contains(QStringLiteral("Scan attempt"))) << logText().toStdString();
+
+    // And on again: the same monitor listens again.
+    const ShellRig::Run again = rig.run(QStringList{QStringLiteral("--detect-phone-links")}, 5000);
+    EXPECT_EQ(again.exitCode, 0) << again.err.toStdString();
+    ASSERT_TRUE(click(away));
+    fixture->waitForPopupClosed();
+    ASSERT_TRUE(ShellRig::waitUntil([] { return logText().count(QStringLiteral("Monitoring active.")) == 2; }, 5000));
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    EXPECT_TRUE(waitForStrip(kScanBurstMs)) << logText().toStdString();
 }
 
 } // namespace

@@ -316,9 +316,15 @@ TEST(CommandLineTest, detectPhoneLinks_travelsWithTheRequest)
 {
     const CommandLine line = parse({"--detect-phone-links", "tel:123"});
     EXPECT_EQ(line.action, CommandLine::Action::run);
-    EXPECT_TRUE(line.request.detectPhoneLinks);
+    EXPECT_EQ(line.request.detectPhoneLinks, std::optional<bool>(true));
     EXPECT_EQ(line.request.uris, QStringList{"tel:123"});
-    EXPECT_FALSE(parse({"tel:123"}).request.detectPhoneLinks);
+    EXPECT_EQ(parse({"tel:123"}).request.detectPhoneLinks, std::nullopt);
+    const CommandLine off = parse({"--detect-phone-links=off"});
+    EXPECT_EQ(off.action, CommandLine::Action::run);
+    EXPECT_EQ(off.request.detectPhoneLinks, std::optional<bool>(false));
+    EXPECT_EQ(off.request.kind, LaunchRequest::Kind::activate);
+    EXPECT_EQ(parse({"--detect-phone-links=on"}).action, CommandLine::Action::usageError);
+    EXPECT_TRUE(CommandLine::helpText().contains("--detect-phone-links=off"));
     EXPECT_TRUE(CommandLine::helpText().contains("--detect-phone-links"));
     EXPECT_TRUE(CommandLine::helpText().contains("--replay-detector SCENARIO.json"));
 }

@@ -48,6 +48,9 @@ bool sameArguments(const std::vector<Argument> &a, const std::vector<Argument> &
             return false;
         if (const auto *list = std::get_if<QStringList>(&a[i]); list && *list != std::get<QStringList>(b[i]))
             return false;
+        if (const auto *flag = std::get_if<dialwise::BusMethodCaller::BooleanParameter>(&a[i]);
+            flag && flag->value != std::get<dialwise::BusMethodCaller::BooleanParameter>(b[i]).value)
+            return false;
     }
     return true;
 }
@@ -67,6 +70,57 @@ const MethodRow kMethodRows[] = {
     {"quit", LaunchRequest{LaunchRequest::Kind::quit, {}, {}}, "org.freedesktop.Application", "ActivateAction",
      {QString("quit"), dialwise::BusMethodCaller::EmptyVariantArray{}, dialwise::BusMethodCaller::EmptyDictionary{}}},
 };
+
+LaunchRequest detectorSwitch(bool on, LaunchRequest request = {})
+{
+    request.detectPhoneLinks = on;
+    return request;
+}
+
+std::vector<Argument> switchArguments(bool on)
+{
+    return {QString("detect-phone-links"), dialwise::BusMethodCaller::BooleanParameter{on},
+            dialwise::BusMethodCaller::EmptyDictionary{}};
+}
+
+// The detector switch: its own action first, then the rest of the request, if it has any.
+TEST(RequestForwarderDetectorSwitch, alone_onlyTheAction_withRequest_actionThenRequest)
+{
+    struct Row
+    {
+        LaunchRequest request;
+        std::vector<std::pair<const char *, std::vector<Argument>>> calls; // method, arguments
+    };
+    const Row rows[] = {
+        {detectorSwitch(true), {{"ActivateAction", switchArguments(true)}}},
+        {detectorSwitch(false), {{"ActivateAction", switchArguments(false)}}},
+        {detectorSwitch(true, LaunchRequest{LaunchRequest::Kind::openUris, {"tel:5551234567"}, {}}),
+         {{"ActivateAction", switchArguments(true)},
+          {"Open", {QStringList{"tel:5551234567"}, dialwise::BusMethodCaller::EmptyDictionary{}}}}},
+        {detectorSwitch(false, callText("555 123 4567")),
+         {{"ActivateAction", switchArguments(false)}, {"HandlePhoneCall", {QString("555 123 4567")}}}},
+    };
+    for (const Row &row : rows) {
+        FakeBusMethodCaller bus;
+        bus.queue(FakeBusMethodCaller::ok());
+        EXPECT_EQ(RequestForwarder(bus).forward(row.request).status, Status::delivered);
+        ASSERT_EQ(bus.calls.size(), row.calls.size());
+        for (size_t i = 0; i < row.calls.size(); ++i) {
+            EXPECT_EQ(bus.calls[i].method, QString::fromLatin1(row.calls[i].first));
+            EXPECT_TRUE(sameArguments(bus.calls[i].arguments, row.calls[i].second)) << row.calls[i].first;
+        }
+        EXPECT_EQ(bus.calls[0].interface, QStringLiteral("org.freedesktop.Application"));
+    }
+}
+
+TEST(RequestForwarderDetectorSwitch, nobodyRuns_noInstance_andTheRequestIsNotSentOn)
+{
+    FakeBusMethodCaller bus; // answers ServiceUnknown
+    const RequestForwarder::Result result =
+        RequestForwarder(bus).forward(detectorSwitch(true, LaunchRequest{LaunchRequest::Kind::openUris, {"tel:1"}, {}}));
+    EXPECT_EQ(result.status, Status::noInstance);
+    EXPECT_EQ(bus.calls.size(), 1u);
+}
 
 class RequestForwarderMethod : public ::testing::TestWithParam<MethodRow>
 {

@@ -38,7 +38,9 @@ HoverButton::HoverButton(const QString &phoneNumber, const QString &numberText, 
     setFocusPolicy(Qt::NoFocus);
     setAttribute(Qt::WA_Hover);
     setCursor(Qt::PointingHandCursor);
-    setAccessibleName(QStringLiteral("Call with Dialwise"));
+    // What a screen reader says: the action and, when there is one, the number it calls.
+    setAccessibleName(m_numberText.isEmpty() ? QStringLiteral("Call with Dialwise")
+                                             : QStringLiteral("Call with Dialwise ") + m_numberText);
     rebuildTitle(false);
 }
 

@@ -1,5 +1,6 @@
 // libatspi first: GLib headers use "signals" as a field name, which Qt defines as a macro.
 #include <atspi/atspi.h>
+#include <atspi/atspi-gmain.h>
 
 #include "AtspiElementTree.h"
 
@@ -82,6 +83,7 @@ struct AtspiElementTree::Call
         : tree(tree)
         , busName(busNameOf(accessible))
     {
+        tree.keepOnSharedBus(accessible);
     }
     ~Call() { g_clear_error(&error); }
 
@@ -130,6 +132,7 @@ struct AtspiElementTree::Call
             message.contains("UnknownInterface") || message.contains("No such interface") ||
             message.contains("doesn't exist"))
             return kAttributeUnsupported;
+        qCDebug(lcAtspi) << busName << "could not answer" << what << ":" << message;
         return kCannotComplete;
     }
 
@@ -143,14 +146,77 @@ struct AtspiElementTree::Call
 AtspiElementTree::AtspiElementTree(std::shared_ptr<X11Connection> x11)
     : m_x11(std::move(x11))
 {
-    // Returns 1 when already initialised; both are fine.
-    atspi_init();
-    const int timeout = int(kCallTimeout.count());
-    // The second value applies to programs that joined the bus in the last few seconds.
-    atspi_set_timeout(timeout, timeout);
 }
 
-AtspiElementTree::~AtspiElementTree() = default;
+bool AtspiElementTree::connected()
+{
+    if (!m_connected) {
+        // 1: already connected by another tree of this process; both are fine.
+        const int code = atspi_init();
+        if (code > 1) {
+            // No accessibility bus. libatspi now counts itself initialised without a bus and
+            // would abort the process at its next request; undone, so the next try starts clean.
+            atspi_exit();
+            return false;
+        }
+        const int timeout = int(kCallTimeout.count());
+        // The second value applies to programs that joined the bus in the last few seconds.
+        atspi_set_timeout(timeout, timeout);
+        m_connected = true;
+        m_bus = atspi_get_a11y_bus();
+        m_busContext = nullptr; // atspi_init() attaches its bus to the default context
+    }
+    // libatspi reads its bus (other programs' signals, its cache updates) from the event loop of
+    // the context it is attached to. That must be the loop of the thread that makes the requests:
+    // the GUI thread's default loop would otherwise handle them while a scan runs on the
+    // detector's. Qt gives every thread but the main one a context of its own.
+    GMainContext *context = g_main_context_get_thread_default();
+    if (!context)
+        context = g_main_context_default();
+    if (context != m_busContext) {
+        atspi_set_main_context(context);
+        m_busContext = context;
+    }
+    // Private connections of programs that have gone.
+    for (qsizetype i = m_privateConnections.size() - 1; i >= 0; --i) {
+        auto *connection = static_cast<DBusConnection *>(m_privateConnections[i]);
+        if (!dbus_connection_get_is_connected(connection)) {
+            dbus_connection_unref(connection);
+            m_privateConnections.removeAt(i);
+        }
+    }
+    return true;
+}
+
+AtspiElementTree::~AtspiElementTree()
+{
+    for (void *connection : std::as_const(m_privateConnections)) {
+        dbus_connection_close(static_cast<DBusConnection *>(connection));
+        dbus_connection_unref(static_cast<DBusConnection *>(connection));
+    }
+}
+
+void AtspiElementTree::keepOnSharedBus(AtspiAccessible *accessible)
+{
+    // libatspi moves a program that offers a private (peer-to-peer) connection onto it, attaches
+    // that connection to the default GLib loop (the GUI thread's), and then waits for each answer
+    // by reading the connection itself. Two threads then read one connection, and ours waits out
+    // the whole time-out for an answer the other one took. So requests to the program stay on the
+    // accessibility bus, which only this thread reads, and the private connection is moved to this
+    // thread's loop too (libatspi's first cache request may still be answered on it) and kept
+    // until the program goes. NOTE: between libatspi opening it and this move, the GUI thread may
+    // still handle that first answer; it comes within milliseconds of the connection, while this
+    // thread sits between two scan attempts.
+    AtspiObject *object = accessible ? ATSPI_OBJECT(accessible) : nullptr;
+    AtspiApplication *application = object ? object->app : nullptr;
+    auto *shared = static_cast<DBusConnection *>(m_bus);
+    if (!application || !application->bus || !shared || application->bus == shared)
+        return;
+    DBusConnection *own = application->bus;
+    atspi_dbus_connection_setup_with_g_main(own, static_cast<GMainContext *>(m_busContext));
+    m_privateConnections.append(own); // libatspi's reference, taken over
+    application->bus = dbus_connection_ref(shared);
+}
 
 QString AtspiElementTree::roleName(const QString &atspiRoleName)
 {
@@ -345,7 +411,7 @@ void AtspiElementTree::orderFrontToBack(QList<ElementHandle> &windows)
 
 ElementHandle AtspiElementTree::applicationElement(qint64 pid)
 {
-    if (pid <= 0)
+    if (pid <= 0 || !connected())
         return nullptr;
     AtspiAccessible *desktop = atspi_get_desktop(0);
     if (!desktop)
@@ -359,6 +425,7 @@ ElementHandle AtspiElementTree::applicationElement(qint64 pid)
         g_clear_error(&error);
         if (!application)
             continue;
+        keepOnSharedBus(application);
         // Answered by the accessibility bus itself, not by the program, so a frozen program
         // does not stall the search.
         const guint applicationPid = atspi_accessible_get_process_id(application, &error);
@@ -381,7 +448,7 @@ ElementHandle AtspiElementTree::applicationElement(qint64 pid)
 int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &element)
 {
     element = nullptr;
-    if (!m_x11)
+    if (!m_x11 || !connected())
         return kCannotComplete;
     // The topmost X window at the point says which program to ask.
     const auto topLevels = m_x11->viewableTopLevels();

@@ -3,10 +3,13 @@
 #include "ElementTree.h"
 
 #include <QHash>
+#include <QList>
 #include <QString>
 
 #include <chrono>
 #include <memory>
+
+struct _AtspiAccessible; // libatspi's AtspiAccessible
 
 namespace dialwise {
 
@@ -32,6 +35,9 @@ public:
     static constexpr std::chrono::milliseconds kUnresponsivePause{2000};
 
     // x11 finds the topmost window at a point for copyElementAtPosition; null without X11.
+    // Nothing is asked of the accessibility bus before the first request, so the tree may be made
+    // on one thread and used on another: the thread of the first request is the one whose event
+    // loop hears the bus from then on (and the only thread that may use the tree).
     explicit AtspiElementTree(std::shared_ptr<X11Connection> x11);
     ~AtspiElementTree() override;
 
@@ -46,11 +52,23 @@ public:
 
 private:
     struct Call;
+    // Connects libatspi on first use and ties its bus to the calling thread's event loop; false
+    // while there is no accessibility bus (every request then answers "cannot complete").
+    bool connected();
+    // Keeps the element's program on the accessibility bus (see the .cpp); takes an AtspiAccessible.
+    void keepOnSharedBus(_AtspiAccessible *accessible);
     void orderFrontToBack(QList<ElementHandle> &windows);
     friend struct Call;
     std::shared_ptr<X11Connection> m_x11;
     // Bus names of programs that let a call time out, with when to try them again.
     QHash<QString, std::chrono::steady_clock::time_point> m_unresponsiveUntil;
+    bool m_connected = false;
+    // The GLib main context libatspi's bus is attached to (a GMainContext; null: the default one).
+    void *m_busContext = nullptr;
+    // libatspi's connection to the accessibility bus (a DBusConnection), while connected.
+    void *m_bus = nullptr;
+    // Programs' private connections taken over from libatspi (DBusConnections).
+    QList<void *> m_privateConnections;
 };
 
 } // namespace dialwise

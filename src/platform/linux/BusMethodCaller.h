@@ -14,10 +14,15 @@ class BusMethodCaller
 {
 public:
     // D-Bus argument values the launcher needs: s, as, and the empty a{sv} / av that
-    // org.freedesktop.Application takes for platform data and action parameters.
+    // org.freedesktop.Application takes for platform data and action parameters, or an av holding
+    // one boolean, the parameter of an action that turns something on or off.
     struct EmptyDictionary {};
     struct EmptyVariantArray {};
-    using Argument = std::variant<QString, QStringList, EmptyDictionary, EmptyVariantArray>;
+    struct BooleanParameter
+    {
+        bool value = false;
+    };
+    using Argument = std::variant<QString, QStringList, EmptyDictionary, EmptyVariantArray, BooleanParameter>;
 
     struct Reply
     {

@@ -51,6 +51,13 @@ bool appendArgument(DBusMessageIter *iter, const SessionBusClient::Argument &arg
         for (const QString &item : *list)
             ok = ok && appendString(&array, item);
     }
+    if (const auto *parameter = std::get_if<SessionBusClient::BooleanParameter>(&argument)) {
+        DBusMessageIter variant;
+        const dbus_bool_t value = parameter->value;
+        ok = dbus_message_iter_open_container(&array, DBUS_TYPE_VARIANT, "b", &variant)
+            && dbus_message_iter_append_basic(&variant, DBUS_TYPE_BOOLEAN, &value)
+            && dbus_message_iter_close_container(&array, &variant);
+    }
     return dbus_message_iter_close_container(iter, &array) && ok;
 }
 
