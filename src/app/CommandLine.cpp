@@ -180,8 +180,15 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             break;
         }
         for (const GivenOption &earlier : options) {
-            if (earlier.known->option == known->option && known->takes != Takes::nothing)
-                return usageError(QStringLiteral("%1 given twice").arg(name));
+            if (earlier.known->option != known->option || known->takes == Takes::nothing)
+                continue;
+            // A switch given twice asks for the same thing twice; on and off at once is a mistake.
+            if (known->takes == Takes::switchOnOff) {
+                if (earlier.value.value_or(QStringLiteral("on")) != given.value.value_or(QStringLiteral("on")))
+                    return usageError(QStringLiteral("%1 and %2 contradict each other").arg(earlier.spelled, argument));
+                continue;
+            }
+            return usageError(QStringLiteral("%1 given twice").arg(name));
         }
         options.push_back(std::move(given));
     }

@@ -13,6 +13,7 @@
 
 using dialwise::Panel;
 using dialwise::QueuedPanelView;
+using dialwise::StripPlacement;
 using dialwise::testing::FakePanelView;
 
 namespace {
@@ -56,14 +57,14 @@ TEST_F(QueuedPanelViewTest, showThenClick_shownOnGuiThread_clickRunsOnCallerThre
     std::unique_ptr<Panel> panel;
     std::atomic<QThread *> clickedOn = nullptr;
     onCaller([&] {
-        panel = view.showPanel(QRectF(1, 2, 260, 30), QStringLiteral("+15550104477"),
+        panel = view.showPanel(StripPlacement{QRectF(1, 2, 260, 120), 30, 8}, QStringLiteral("+15550104477"),
                                [&] { clickedOn = QThread::currentThread(); });
     });
     // Nothing is made on the caller's thread: the strip waits for the GUI thread's turn.
     EXPECT_TRUE(inner->shown.empty());
     runGuiEvents();
     ASSERT_EQ(inner->shown.size(), 1u);
-    EXPECT_EQ(inner->shown[0]->frame, QRectF(1, 2, 260, 30));
+    EXPECT_EQ(inner->shown[0]->placement, (StripPlacement{QRectF(1, 2, 260, 120), 30, 8}));
     EXPECT_EQ(inner->shown[0]->phoneNumber, QStringLiteral("+15550104477"));
 
     ASSERT_TRUE(inner->clickCurrent());
@@ -80,7 +81,7 @@ TEST_F(QueuedPanelViewTest, closedBeforeShown_neverShown)
 {
     QueuedPanelView view(inner, &guiContext, &callerContext);
     onCaller([&] {
-        std::unique_ptr<Panel> panel = view.showPanel(QRectF(0, 0, 100, 30), QString(), [] {});
+        std::unique_ptr<Panel> panel = view.showPanel(StripPlacement{QRectF(0, 0, 100, 60), 30, 8}, QString(), [] {});
         panel->close();
         panel->close(); // harmless twice
     });
@@ -93,7 +94,7 @@ TEST_F(QueuedPanelViewTest, clickOnItsWayWhenClosed_dropped)
     QueuedPanelView view(inner, &guiContext, &callerContext);
     std::unique_ptr<Panel> panel;
     std::atomic<int> clicks = 0;
-    onCaller([&] { panel = view.showPanel(QRectF(0, 0, 100, 30), QString(), [&] { ++clicks; }); });
+    onCaller([&] { panel = view.showPanel(StripPlacement{QRectF(0, 0, 100, 60), 30, 8}, QString(), [&] { ++clicks; }); });
     runGuiEvents();
     // The caller is busy (a new click's scan, say) when the user clicks the strip, and closes the
     // strip before it comes round to that click.
@@ -111,9 +112,9 @@ TEST_F(QueuedPanelViewTest, stripsInTurn_shownAndClosedInTheOrderAsked)
     QueuedPanelView view(inner, &guiContext, &callerContext);
     std::unique_ptr<Panel> second;
     onCaller([&] {
-        std::unique_ptr<Panel> first = view.showPanel(QRectF(0, 0, 100, 30), QStringLiteral("1"), [] {});
+        std::unique_ptr<Panel> first = view.showPanel(StripPlacement{QRectF(0, 0, 100, 60), 30, 8}, QStringLiteral("1"), [] {});
         first.reset();
-        second = view.showPanel(QRectF(0, 0, 100, 30), QStringLiteral("2"), [] {});
+        second = view.showPanel(StripPlacement{QRectF(0, 0, 100, 60), 30, 8}, QStringLiteral("2"), [] {});
     });
     runGuiEvents();
     // The first was closed before the GUI thread came round to it.

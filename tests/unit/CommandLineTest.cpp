@@ -205,7 +205,7 @@ TEST(CommandLineTest, helpUsageLines_nameEveryOptionTheParserKnows)
     EXPECT_GE(options.size(), 11);
     for (const QString &option : options) {
         // Whole words only: "--autostart" must not pass for "--autostart-x".
-        const QRegularExpression word(QStringLiteral("(^|[\\s\\[|])%1($|[\\s\\]|=])").arg(QRegularExpression::escape(option)));
+        const QRegularExpression word(QStringLiteral("(^|[\\s\\[|])%1($|[\\s\\[\\]|=])").arg(QRegularExpression::escape(option)));
         EXPECT_TRUE(word.match(usage).hasMatch()) << option.toStdString() << " missing from:\n" << usage.toStdString();
         // Each option the parser knows is taken by it (not refused as unknown).
         EXPECT_NE(CommandLine::parse({option}).error.left(14), QString("unknown option")) << option.toStdString();
@@ -323,7 +323,10 @@ TEST(CommandLineTest, detectPhoneLinks_travelsWithTheRequest)
     EXPECT_EQ(off.action, CommandLine::Action::run);
     EXPECT_EQ(off.request.detectPhoneLinks, std::optional<bool>(false));
     EXPECT_EQ(off.request.kind, LaunchRequest::Kind::activate);
-    EXPECT_EQ(parse({"--detect-phone-links=on"}).action, CommandLine::Action::usageError);
+    EXPECT_EQ(parse({"--detect-phone-links=on"}).request.detectPhoneLinks, std::optional<bool>(true));
+    EXPECT_EQ(parse({"--detect-phone-links=yes"}).action, CommandLine::Action::usageError);
+    EXPECT_EQ(parse({"--detect-phone-links", "--detect-phone-links=off"}).error,
+              QString("--detect-phone-links and --detect-phone-links=off contradict each other"));
     EXPECT_TRUE(CommandLine::helpText().contains("--detect-phone-links=off"));
     EXPECT_TRUE(CommandLine::helpText().contains("--detect-phone-links"));
     EXPECT_TRUE(CommandLine::helpText().contains("--replay-detector SCENARIO.json"));
