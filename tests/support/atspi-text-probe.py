@@ -9,6 +9,7 @@
 #   --wait SECONDS             how long to wait for the program and its text (default 30)
 #   --repeat N                 timed calls per step (default 20); medians and maxima are printed
 #   --beside TEXT              also hit-test a word beside the number (its offset must not be in it)
+#   --cold-click X Y           first of all, the offset at this point (where the number is expected)
 # Runs inside tests/run-in-desktop and tests/with-accessibility-bus; reads X geometry with xwininfo.
 import argparse
 import json
@@ -93,8 +94,11 @@ def walk(root, needle):
         try:
             if has(acc, "Text"):
                 content = Atspi.Text.get_text(acc, 0, -1)
-                if content and needle in content:
-                    return acc, visited
+                # Laid out and on screen: a page still loading shows elements without extents.
+                if content and needle in content and has(acc, "Component"):
+                    e = Atspi.Component.get_extents(acc, SCREEN)
+                    if e.width > 0 and e.height > 0:
+                        return acc, visited
             count = acc.get_child_count()
             for i in range(count - 1, -1, -1):
                 child = acc.get_child_at_index(i)
@@ -277,6 +281,19 @@ def probe(args):
                       "offset_unit": unit, "needle_start": start, "needle_end": end,
                       "text_at_needle": Atspi.Text.get_text(element, start, end)}
 
+    if args.cold_click:
+        # Before anything has asked for the text's layout: the offset at a point known beforehand,
+        # as a click on a page nobody has read yet would ask it.
+        cx, cy = args.cold_click
+        first_ask = time.perf_counter()
+        first_answer = Atspi.Text.get_offset_at_point(element, cx, cy, SCREEN)
+        answer, tries = first_answer, 1
+        while answer < 0 and time.perf_counter() - first_ask < 10:
+            time.sleep(0.01)
+            answer, tries = Atspi.Text.get_offset_at_point(element, cx, cy, SCREEN), tries + 1
+        report["cold_offset_at_point"] = {"point": [cx, cy], "first_answer": first_answer, "answer": answer,
+                                          "after_ms": ms(time.perf_counter() - first_ask), "tries": tries}
+
     def guarded(key, step):
         try:
             step()
@@ -284,6 +301,16 @@ def probe(args):
             report[key] = {"error": str(e)}
 
     def extents():
+        # The first answer, and how long until the extents are real: a program may keep its text's
+        # layout elsewhere (Firefox's content processes) and answer zeros until it has sent it.
+        first_ask = time.perf_counter()
+        first_answer = rect(Atspi.Text.get_range_extents(element, start, end, SCREEN))
+        r, tries = first_answer, 1
+        while (r[2] <= 0 or r[3] <= 0) and time.perf_counter() - first_ask < 10:
+            time.sleep(0.01)
+            r, tries = rect(Atspi.Text.get_range_extents(element, start, end, SCREEN)), tries + 1
+        report["range_extents_first_answer"] = {"rect": first_answer, "real_after_ms": ms(time.perf_counter() - first_ask),
+                                                "tries": tries}
         r, t = timed(lambda: Atspi.Text.get_range_extents(element, start, end, SCREEN), args.repeat)
         report["range_extents_screen"] = {"rect": rect(r), "timing": t}
         report["range_extents_window"] = {"rect": rect(Atspi.Text.get_range_extents(element, start, end, WINDOW))}
@@ -339,7 +366,8 @@ def probe(args):
         cur, steps = deepest, 0
         while cur is not None and cur != window and not has(cur, "Text") and steps < 8:
             cur, steps = cur.get_parent(), steps + 1
-        holds = cur is not None and has(cur, "Text") and Atspi.Component.contains(cur, x, y, SCREEN)
+        holds = (cur is not None and cur != window and has(cur, "Text")
+                 and Atspi.Component.contains(cur, x, y, SCREEN))
         report["climb_from_hit"] = {"reached": describe(cur) if holds else None, "steps": steps,
                                     "reached_text_element": holds and cur == element,
                                     "ms": ms(time.perf_counter() - climb_start)}
@@ -406,6 +434,53 @@ def probe(args):
 
     if args.beside and args.beside in content:
         guarded("beside", beside)
+    pid = report["app"]["pid"]
+
+    def whole_click():
+        # All a click costs on the text path, as the detector would do it: the program's window by
+        # the X window's process id and geometry, the hit test down (then up to the nearest text, or
+        # down by extents), the offset at the point, the count, the text around the click (clamped:
+        # some programs answer nothing for a range past the end) and the number's extents.
+        x_rect = report["x_windows"][0]["rect"] if report["x_windows"] else None
+
+        def once():
+            app_now = None
+            desktop = Atspi.get_desktop(0)
+            for i in range(desktop.get_child_count()):
+                candidate = desktop.get_child_at_index(i)
+                if candidate is not None and candidate.get_process_id() == pid:
+                    app_now = candidate
+                    break
+            top = None
+            for i in range(app_now.get_child_count()):
+                candidate = app_now.get_child_at_index(i)
+                if candidate is None or not has(candidate, "Component"):
+                    continue
+                e = Atspi.Component.get_extents(candidate, SCREEN)
+                if x_rect is None or [e.x, e.y, e.width, e.height] == x_rect:
+                    top = candidate
+                    break
+            if top is None:
+                return None
+            deepest, _ = hit_test(top, x, y)
+            hit_element = deepest
+            steps = 0
+            while hit_element is not None and hit_element != top and not has(hit_element, "Text") and steps < 8:
+                hit_element, steps = hit_element.get_parent(), steps + 1
+            if hit_element is None or hit_element == top or not has(hit_element, "Text"):
+                hit_element, _ = extents_descent(deepest, x, y)
+            if not has(hit_element, "Text"):
+                return None
+            offset = Atspi.Text.get_offset_at_point(hit_element, x, y, SCREEN)
+            total = Atspi.Text.get_character_count(hit_element)
+            low, high = max(0, offset - 256), min(total, offset + 257)
+            Atspi.Text.get_text(hit_element, low, high)
+            return rect(Atspi.Text.get_range_extents(hit_element, start, end, SCREEN))
+
+        r, t = timed(once, args.repeat)
+        report["whole_click"] = {"number_rect": r, "timing": t}
+
+    guarded("whole_click", whole_click)
     report["total_ms"] = ms(time.perf_counter() - started)
     return report
 
@@ -418,6 +493,7 @@ def main():
     parser.add_argument("--wait", type=float, default=30.0)
     parser.add_argument("--repeat", type=int, default=20)
     parser.add_argument("--beside", default="")
+    parser.add_argument("--cold-click", type=int, nargs=2, metavar=("X", "Y"))
     args = parser.parse_args()
     if not args.pid and not args.name:
         parser.error("--pid or --name is needed")
