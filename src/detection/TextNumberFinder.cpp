@@ -7,7 +7,6 @@
 #include <phonenumbers/phonenumberutil.h>
 
 #include <QChar>
-#include <QList>
 
 #include <algorithm>
 #include <limits>
@@ -22,25 +21,55 @@ namespace {
 // on words, and this spares them the matcher.
 constexpr int kMinDigits = 2;
 
-// The characters as UTF-8, which is what libphonenumber reads and what its match offsets count,
-// with the character each byte belongs to, so its byte offsets become the character offsets AT-SPI
-// speaks in. characterOf has one entry past the last byte, for a match that ends the text.
+// A text as code points, each with its offset in the program's unit (its index for code points,
+// its first UTF-16 unit's index for UTF-16 units), and the text's length in that unit.
+struct Characters
+{
+    std::vector<char32_t> codePoints;
+    std::vector<int> offsetOf;
+    int length = 0;
+};
+
+Characters split(const QString &text, OffsetUnit unit)
+{
+    Characters out;
+    out.codePoints.reserve(static_cast<size_t>(text.size()));
+    out.offsetOf.reserve(static_cast<size_t>(text.size()));
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        char32_t codePoint = c.unicode();
+        int units = 1;
+        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
+            codePoint = QChar::surrogateToUcs4(c, text.at(i + 1));
+            ++i;
+            units = unit == OffsetUnit::Utf16Units ? 2 : 1;
+        } else if (c.isSurrogate()) {
+            // A lone surrogate is no character UTF-8 can carry; it stays one, as U+FFFD.
+            codePoint = 0xFFFD;
+        }
+        out.codePoints.push_back(codePoint);
+        out.offsetOf.push_back(out.length);
+        out.length += units;
+    }
+    return out;
+}
+
+// Code points [first, last) as UTF-8, which is what libphonenumber reads and what its match
+// offsets count, with the offset (in the program's unit, from base) of the character each byte
+// belongs to. offsetOf has one entry past the last byte, end, for a match that ends the text.
 struct Utf8Text
 {
     std::string bytes;
-    std::vector<int> characterOf;
+    std::vector<int> offsetOf;
 };
 
-Utf8Text encode(const QList<uint> &characters, qsizetype first, qsizetype last)
+Utf8Text encode(const Characters &characters, size_t first, size_t last, int base, int end)
 {
     Utf8Text out;
-    out.bytes.reserve(static_cast<size_t>(last - first) * 2);
-    out.characterOf.reserve(static_cast<size_t>(last - first) * 2 + 1);
-    for (qsizetype i = first; i < last; ++i) {
-        char32_t c = characters.at(i);
-        // A lone surrogate is no character UTF-8 can carry; it stays one character, as U+FFFD.
-        if ((c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF)
-            c = 0xFFFD;
+    out.bytes.reserve((last - first) * 2);
+    out.offsetOf.reserve((last - first) * 2 + 1);
+    for (size_t i = first; i < last; ++i) {
+        const char32_t c = characters.codePoints[i];
         char buffer[4];
         int n = 0;
         if (c < 0x80) {
@@ -59,17 +88,17 @@ Utf8Text encode(const QList<uint> &characters, qsizetype first, qsizetype last)
             buffer[n++] = static_cast<char>(0x80 | (c & 0x3F));
         }
         out.bytes.append(buffer, static_cast<size_t>(n));
-        out.characterOf.insert(out.characterOf.end(), static_cast<size_t>(n), static_cast<int>(i - first));
+        out.offsetOf.insert(out.offsetOf.end(), static_cast<size_t>(n), base + characters.offsetOf[i]);
     }
-    out.characterOf.push_back(static_cast<int>(last - first));
+    out.offsetOf.push_back(end);
     return out;
 }
 
-bool mayHoldNumber(const QList<uint> &characters, qsizetype first, qsizetype last)
+bool mayHoldNumber(const Characters &characters, size_t first, size_t last)
 {
     int digits = 0;
-    for (qsizetype i = first; i < last; ++i) {
-        if (QChar::isDigit(characters.at(i)) && ++digits >= kMinDigits)
+    for (size_t i = first; i < last; ++i) {
+        if (QChar::isDigit(characters.codePoints[i]) && ++digits >= kMinDigits)
             return true;
     }
     return false;
@@ -92,41 +121,66 @@ TextSpan TextNumberFinder::spanToRead(int characterCount, int clickOffset)
     return {static_cast<int>(start), static_cast<int>(end)};
 }
 
-std::optional<ClickedNumber> TextNumberFinder::numberAt(const QString &text, int clickOffset) const
+qsizetype TextNumberFinder::length(const QString &text, OffsetUnit unit)
 {
-    const QList<uint> characters = text.toUcs4();
-    if (characters.size() > std::numeric_limits<int>::max())
+    if (unit == OffsetUnit::Utf16Units)
+        return text.size();
+    qsizetype pairs = 0;
+    for (qsizetype i = 0; i + 1 < text.size(); ++i) {
+        if (text.at(i).isHighSurrogate() && text.at(i + 1).isLowSurrogate()) {
+            ++pairs;
+            ++i;
+        }
+    }
+    return text.size() - pairs;
+}
+
+std::optional<ClickedNumber> TextNumberFinder::numberAt(const QString &text, int clickOffset, OffsetUnit unit) const
+{
+    const qsizetype count = length(text, unit);
+    if (count > std::numeric_limits<int>::max())
         return std::nullopt;
-    return numberAt(text, 0, static_cast<int>(characters.size()), clickOffset);
+    return numberAt(text, 0, static_cast<int>(count), clickOffset, unit);
 }
 
 std::optional<ClickedNumber> TextNumberFinder::numberAt(const QString &excerpt, int excerptStart,
-                                                        int characterCount, int clickOffset) const
+                                                        int characterCount, int clickOffset, OffsetUnit unit) const
 {
     using i18n::phonenumbers::PhoneNumberMatch;
     using i18n::phonenumbers::PhoneNumberMatcher;
     using i18n::phonenumbers::PhoneNumberUtil;
 
-    const QList<uint> characters = excerpt.toUcs4();
-    const qint64 excerptEnd = qint64(excerptStart) + characters.size();
+    if (excerpt.size() > std::numeric_limits<int>::max() / 2)
+        return std::nullopt;
+    const Characters characters = split(excerpt, unit);
+    const qint64 excerptEnd = qint64(excerptStart) + characters.length;
     if (excerptStart < 0 || excerptEnd > characterCount)
         return std::nullopt;
     const TextSpan wanted = spanToRead(characterCount, clickOffset);
-    const int readStart = std::max(wanted.start, excerptStart);
-    const int readEnd = static_cast<int>(std::min<qint64>(wanted.end, excerptEnd));
-    if (wanted.length() == 0 || clickOffset < readStart || clickOffset >= readEnd)
+    if (wanted.length() == 0)
         return std::nullopt;
 
-    const qsizetype first = readStart - excerptStart;
-    const qsizetype last = readEnd - excerptStart;
+    // The characters of the excerpt that begin inside the wanted span; with UTF-16 units a span's
+    // edge may fall between the halves of a pair, which then goes whole to the side it starts on.
+    const auto firstIt = std::lower_bound(characters.offsetOf.begin(), characters.offsetOf.end(),
+                                          wanted.start - excerptStart);
+    const auto lastIt = std::lower_bound(characters.offsetOf.begin(), characters.offsetOf.end(),
+                                         static_cast<int>(std::min<qint64>(wanted.end - qint64(excerptStart), characters.length)));
+    const size_t first = static_cast<size_t>(firstIt - characters.offsetOf.begin());
+    const size_t last = static_cast<size_t>(lastIt - characters.offsetOf.begin());
+    if (first >= last)
+        return std::nullopt;
+    const int readStart = excerptStart + characters.offsetOf[first];
+    const int readEnd = excerptStart + (last < characters.offsetOf.size() ? characters.offsetOf[last] : characters.length);
+    if (clickOffset < readStart || clickOffset >= readEnd)
+        return std::nullopt;
     if (!mayHoldNumber(characters, first, last))
         return std::nullopt;
-    const Utf8Text utf8 = encode(characters, first, last);
+    const Utf8Text utf8 = encode(characters, first, last, excerptStart, readEnd);
     // Where the read stops short of the text's own ends, a number touching that edge may go on
     // beyond it.
     const bool cutBefore = readStart > 0;
     const bool cutAfter = readEnd < characterCount;
-    const int click = clickOffset - readStart;
 
     // Unbounded tries, as on the popup path: the text is a few hundred characters at most.
     PhoneNumberMatcher matcher(*PhoneNumberUtil::GetInstance(), utf8.bytes, m_region.toStdString(),
@@ -135,19 +189,18 @@ std::optional<ClickedNumber> TextNumberFinder::numberAt(const QString &excerpt, 
     while (matcher.HasNext() && matcher.Next(&match)) {
         const size_t startByte = static_cast<size_t>(match.start());
         const size_t endByte = startByte + static_cast<size_t>(match.length());
-        if (endByte >= utf8.characterOf.size())
+        if (endByte >= utf8.offsetOf.size())
             break;
-        const int start = utf8.characterOf[startByte];
-        const int end = utf8.characterOf[endByte];
+        const int start = utf8.offsetOf[startByte];
+        const int end = utf8.offsetOf[endByte];
         // Matches come in text order: once one starts past the click, none holds it.
-        if (start > click)
+        if (start > clickOffset)
             break;
-        if (click >= end)
+        if (clickOffset >= end)
             continue;
-        if ((cutBefore && start == 0) || (cutAfter && end == last - first))
+        if ((cutBefore && start == readStart) || (cutAfter && end == readEnd))
             return std::nullopt;
-        return ClickedNumber{{readStart + start, readStart + end},
-                             QString::fromStdString(match.raw_string())};
+        return ClickedNumber{{start, end}, QString::fromStdString(match.raw_string())};
     }
     return std::nullopt;
 }

@@ -6,8 +6,12 @@
 
 namespace dialwise {
 
-// A stretch of a program's text in characters as AT-SPI's Text interface counts them: Unicode
-// code points (an emoji is one character, not two UTF-16 units). start is the first character,
+// How a program counts the offsets of its text. AT-SPI's Text interface speaks in characters,
+// Unicode code points (an emoji is one character), and GTK, Firefox and Chromium keep to that; Qt's
+// bridge answers UTF-16 units (an emoji is two) in its counts and offsets alike.
+enum class OffsetUnit { CodePoints, Utf16Units };
+
+// A stretch of a program's text in its offsets (see OffsetUnit). start is the first character,
 // end one past the last.
 struct TextSpan
 {
@@ -50,15 +54,19 @@ public:
     static TextSpan spanToRead(int characterCount, int clickOffset);
 
     // The number in text that holds the character at clickOffset; nothing when the offset lies
-    // outside every number or outside the text. Offsets are characters of text.
-    std::optional<ClickedNumber> numberAt(const QString &text, int clickOffset) const;
+    // outside every number or outside the text. Offsets count in unit.
+    std::optional<ClickedNumber> numberAt(const QString &text, int clickOffset,
+                                          OffsetUnit unit = OffsetUnit::CodePoints) const;
 
     // The same over an excerpt of a longer text, as read with spanToRead: excerpt holds the
     // characters from excerptStart on of a text characterCount long, clickOffset and the answer
     // are offsets in the whole text. A number cut by the excerpt's edge (where the text goes on)
     // is not taken, since its missing part may change what is dialled.
     std::optional<ClickedNumber> numberAt(const QString &excerpt, int excerptStart, int characterCount,
-                                          int clickOffset) const;
+                                          int clickOffset, OffsetUnit unit = OffsetUnit::CodePoints) const;
+
+    // How long text is, counted in unit.
+    static qsizetype length(const QString &text, OffsetUnit unit);
 
 private:
     QString m_region;

@@ -8,6 +8,7 @@
 #include <QRandomGenerator>
 
 #include <climits>
+#include <tuple>
 #include <ostream>
 #include <string>
 
@@ -88,6 +89,110 @@ TEST_P(TextNumberFinderClickTest, answersTheNumberHoldingTheClick)
 
 INSTANTIATE_TEST_SUITE_P(Texts, TextNumberFinderClickTest, ::testing::ValuesIn(kClickRows),
                          [](const auto &info) { return std::string(info.param.name); });
+
+// Qt's bridge counts UTF-16 units: an emoji is two. The document rows hold the text the Qt editor
+// showed when measured, clicked where Qt answered the offset at the number's middle (53), with the
+// number at 43 to 63 as Qt's own range extents placed it.
+struct Utf16Row
+{
+    const char *name;
+    const char *text;
+    int click;
+    int start;
+    int end;
+    const char *number;
+};
+
+void PrintTo(const Utf16Row &row, std::ostream *os) { *os << row.name; }
+
+const Utf16Row kUtf16Rows[] = {
+    {"Emoji_BeforeNumber", "\U0001F4DE\U0001F600 555-010-0000", 5, 5, 17, "555-010-0000"},
+    {"Emoji_BeforeNumber_ClickOnLastDigit", "\U0001F4DE\U0001F600 555-010-0000", 16, 5, 17, "555-010-0000"},
+    {"Emoji_ClickOnSecondHalfOfEmoji_None", "\U0001F4DE\U0001F600 555-010-0000", 3, -1, -1, ""},
+    {"Emoji_BetweenNumbers_SecondClicked", "555-010-0000 \U0001F468\u200D\U0001F469\u200D\U0001F467 555-010-0001", 30, 22, 34, "555-010-0001"},
+    {"NoEmoji_SameAsCodePoints", "Call +1 555 010 0000 today", 5, 5, 20, "+1 555 010 0000"},
+    {"Document_NumberAfterEmojiLine", "Office hours: 9 to 5\nCall \U0001F4DE\U0001F600 the desk at 555-010-0000 ext. 12 today\nThanks\n", 53, 43, 63, "555-010-0000 ext. 12"},
+    {"Document_ClickOnWordBeside_None", "Office hours: 9 to 5\nCall \U0001F4DE\U0001F600 the desk at 555-010-0000 ext. 12 today\nThanks\n", 64, -1, -1, ""},
+};
+
+class TextNumberFinderUtf16Test : public ::testing::TestWithParam<Utf16Row>
+{
+};
+
+TEST_P(TextNumberFinderUtf16Test, answersInUtf16Units)
+{
+    const Utf16Row &row = GetParam();
+    const TextNumberFinder finder(QStringLiteral("US"));
+    const std::optional<ClickedNumber> found =
+        finder.numberAt(QString::fromUtf8(row.text), row.click, dialwise::OffsetUnit::Utf16Units);
+    if (row.start < 0) {
+        EXPECT_FALSE(found.has_value()) << "found " << found->number.toStdString();
+        return;
+    }
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->span.start, row.start);
+    EXPECT_EQ(found->span.end, row.end);
+    EXPECT_EQ(found->number.toStdString(), row.number);
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, TextNumberFinderUtf16Test, ::testing::ValuesIn(kUtf16Rows),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST(TextNumberFinderTest, length_inEachUnit)
+{
+    using dialwise::OffsetUnit;
+    const std::tuple<const char *, qsizetype, qsizetype> rows[] = {
+        {"", 0, 0},
+        {"Call 555-010-0000", 17, 17},
+        {"\U0001F4DE\U0001F600 5", 4, 6},
+        {"\U0001F468\u200D\U0001F469\u200D\U0001F467", 5, 8},
+        {"\u05D0\u0661\uFF15", 3, 3},
+    };
+    for (const auto &[text, codePoints, units] : rows) {
+        EXPECT_EQ(TextNumberFinder::length(QString::fromUtf8(text), OffsetUnit::CodePoints), codePoints) << text;
+        EXPECT_EQ(TextNumberFinder::length(QString::fromUtf8(text), OffsetUnit::Utf16Units), units) << text;
+    }
+    // A lone surrogate (a text cut between the halves of a pair) is one character either way.
+    const QString lone = QString(QChar(0xD83D)) + QStringLiteral("55");
+    EXPECT_EQ(TextNumberFinder::length(lone, OffsetUnit::CodePoints), 3);
+    EXPECT_EQ(TextNumberFinder::length(lone, OffsetUnit::Utf16Units), 3);
+}
+
+// With UTF-16 units, a read span's edge may fall between the halves of an emoji; a program hands
+// such an excerpt over with the half replaced. The answers stay those over the whole text.
+TEST(TextNumberFinderTest, utf16ExcerptsCutThroughEmoji_sameAnswerAsWholeText)
+{
+    using dialwise::OffsetUnit;
+    const TextNumberFinder finder(QStringLiteral("US"));
+    QString text;
+    for (int i = 0; i < 40; ++i)
+        text += QStringLiteral("\U0001F600\U0001F4DE Desk %1: 555-010-%2 \U0001F600\n").arg(i).arg(2000 + i);
+    const int count = static_cast<int>(text.size());
+    int found = 0;
+    int cutThroughPairs = 0;
+    for (int click = 0; click < count; click += 3) {
+        const TextSpan span = TextNumberFinder::spanToRead(count, click);
+        QString excerpt = text.mid(span.start, span.length());
+        // What reaches us over the bus for a half: the replacement character.
+        if (excerpt.front().isLowSurrogate()) {
+            excerpt.front() = QChar(QChar::ReplacementCharacter);
+            ++cutThroughPairs;
+        }
+        if (excerpt.back().isHighSurrogate())
+            excerpt.back() = QChar(QChar::ReplacementCharacter);
+        const std::optional<ClickedNumber> whole = finder.numberAt(text, click, OffsetUnit::Utf16Units);
+        const std::optional<ClickedNumber> part = finder.numberAt(excerpt, span.start, count, click, OffsetUnit::Utf16Units);
+        ASSERT_EQ(whole.has_value(), part.has_value()) << click;
+        if (whole) {
+            ++found;
+            EXPECT_EQ(whole->span, part->span) << click;
+            EXPECT_EQ(whole->number, part->number) << click;
+            EXPECT_EQ(text.mid(whole->span.start, whole->span.length()), whole->number) << click;
+        }
+    }
+    EXPECT_GT(found, 100);
+    EXPECT_GT(cutThroughPairs, 10);
+}
 
 struct OutOfRangeRow
 {
@@ -241,8 +346,8 @@ TEST(TextNumberFinderTest, emptyRegion_usesLocaleOrUS)
 }
 
 // Random text of words, digits of three scripts, separators, right-to-left letters, emoji and line
-// breaks, clicked anywhere (outside it too): never a crash, and every answer holds the click, lies
-// in the text and is the text's own characters there.
+// breaks, clicked anywhere (outside it too), in either unit: never a crash, and every answer holds
+// the click, lies in the text and is the text's own characters there.
 TEST(TextNumberFinderTest, fuzz_answerAlwaysHoldsTheClick)
 {
     const char32_t alphabet[] = {
@@ -265,18 +370,27 @@ TEST(TextNumberFinderTest, fuzz_answerAlwaysHoldsTheClick)
             characters += alphabet[random.bounded(kAlphabetSize)];
         const QString text = QString::fromUcs4(characters.data(), qsizetype(characters.size()));
         const TextNumberFinder finder(QString::fromLatin1(regions[random.bounded(6)]));
+        // Every other round in Qt's UTF-16 units.
+        const bool utf16 = round % 2 == 1;
+        const dialwise::OffsetUnit unit = utf16 ? dialwise::OffsetUnit::Utf16Units : dialwise::OffsetUnit::CodePoints;
+        const int units = utf16 ? static_cast<int>(text.size()) : length;
         for (int k = 0; k < 6; ++k) {
-            const int click = random.bounded(-3, length + 3);
-            const std::optional<ClickedNumber> found = finder.numberAt(text, click);
+            const int click = random.bounded(-3, units + 3);
+            const std::optional<ClickedNumber> found = finder.numberAt(text, click, unit);
             if (!found)
                 continue;
             ++answered;
             ASSERT_TRUE(found->span.contains(click)) << "seed " << seed << " round " << round << " click " << click;
             ASSERT_GE(found->span.start, 0);
-            ASSERT_LE(found->span.end, length);
-            const std::u32string written = characters.substr(size_t(found->span.start), size_t(found->span.length()));
-            ASSERT_EQ(found->number, QString::fromUcs4(written.data(), qsizetype(written.size())))
-                << "seed " << seed << " round " << round << " click " << click;
+            ASSERT_LE(found->span.end, units);
+            QString written;
+            if (utf16) {
+                written = text.mid(found->span.start, found->span.length());
+            } else {
+                const std::u32string part = characters.substr(size_t(found->span.start), size_t(found->span.length()));
+                written = QString::fromUcs4(part.data(), qsizetype(part.size()));
+            }
+            ASSERT_EQ(found->number, written) << "seed " << seed << " round " << round << " click " << click;
         }
     }
     // The alphabet is mostly digits and separators: many clicks land on numbers.
