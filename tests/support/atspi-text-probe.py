@@ -457,7 +457,10 @@ def probe(args):
                 if candidate is None or not has(candidate, "Component"):
                     continue
                 e = Atspi.Component.get_extents(candidate, SCREEN)
-                if x_rect is None or [e.x, e.y, e.width, e.height] == x_rect:
+                # At a scale of 2, GTK and Qt answer logical pixels: the X window is the frame
+                # times the program's scale, which nothing on the bus states.
+                if x_rect is None or any([e.x * k, e.y * k, e.width * k, e.height * k] == x_rect
+                                         for k in (1, 2, 3)):
                     top = candidate
                     break
             if top is None:
