@@ -265,19 +265,27 @@ def probe(args):
     content = Atspi.Text.get_text(element, 0, -1)
     count = Atspi.Text.get_character_count(element)
     utf16 = len(content.encode("utf-16-le")) // 2
-    # AT-SPI counts characters (code points); a program that counts UTF-16 units instead shows it
-    # in its character count whenever the text holds a character beyond the BMP. The rest of the
-    # probe speaks the program's own unit, to see whether its other answers agree with its count.
-    if count == len(content):
-        unit = "code points" if utf16 != len(content) else "code points or UTF-16 units (same here)"
-        position = content.index(args.needle)
+    # AT-SPI counts characters (code points); a program may count UTF-16 units instead. Which one
+    # it speaks shows in what get_text answers for the needle's range in either unit (its
+    # character count may disagree with both: VTE's counts UTF-8 bytes). The rest of the probe
+    # speaks the program's own unit.
+    at = content.index(args.needle)
+    by_code_points = (at, at + len(args.needle))
+    units_before = len(content[:at].encode("utf-16-le")) // 2
+    by_utf16 = (units_before, units_before + len(args.needle.encode("utf-16-le")) // 2)
+    if by_code_points == by_utf16:
+        unit, (start, end) = "code points or UTF-16 units (same here)", by_code_points
+    elif Atspi.Text.get_text(element, *by_code_points) == args.needle:
+        unit, (start, end) = "code points", by_code_points
+    elif Atspi.Text.get_text(element, *by_utf16) == args.needle:
+        unit, (start, end) = "UTF-16 units", by_utf16
     else:
-        unit = "UTF-16 units" if count == utf16 else "neither"
-        position = len(content[:content.index(args.needle)].encode("utf-16-le")) // 2
-    start = position
-    end = start + len(args.needle.encode("utf-16-le")) // 2 if unit == "UTF-16 units" else start + len(args.needle)
+        unit, (start, end) = "neither", by_code_points
+    count_unit = ("code points" if count == len(content) else "UTF-16 units" if count == utf16
+                  else "UTF-8 bytes" if count == len(content.encode("utf-8")) else "other")
     middle = start + (end - start) // 2
     report["text"] = {"character_count": count, "code_points": len(content), "utf16_units": utf16,
+                      "utf8_bytes": len(content.encode("utf-8")), "count_unit": count_unit,
                       "offset_unit": unit, "needle_start": start, "needle_end": end,
                       "text_at_needle": Atspi.Text.get_text(element, start, end)}
 
