@@ -7,6 +7,7 @@
 #include "LinuxDetectionBackends.h"
 #include "QtScheduler.h"
 #include "SettingsStore.h"
+#include "TextNumberFinder.h"
 #include "X11WindowPlacement.h"
 
 #include <QLoggingCategory>
@@ -48,6 +49,9 @@ bool start(DetectorPlatform platform)
     DataDetectorMonitor::Services services;
     services.platform = std::move(platform);
     services.phoneFinder = std::make_shared<LibPhoneNumberFinder>();
+    // Linux has no recogniser of its own that opens a popup for a clicked number: Dialwise reads
+    // the number under the click itself.
+    services.textNumberFinder = std::make_shared<const TextNumberFinder>();
     services.scheduler = std::make_shared<QtScheduler>();
     const std::shared_ptr<ElementTree> elementTree = services.platform.elementTree;
     const std::shared_ptr<ClickSource> clickSource = services.platform.clickSource;
