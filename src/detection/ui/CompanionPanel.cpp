@@ -150,12 +150,13 @@ std::unique_ptr<Panel> CompanionPanelView::showPanel(const StripPlacement &place
         logical.setWidth(placement.width);
         if (screen) {
             // Under a number in text: the strip stays whole on the number's monitor.
-            const QRectF monitor = screen->geometry();
-            if (logical.right() > monitor.right() + 1)
-                logical.moveLeft(monitor.right() + 1 - logical.width());
+            // A QRectF's right and bottom are one past its last pixel, as the strip's are.
+            const QRectF monitor(screen->geometry());
+            if (logical.right() > monitor.right())
+                logical.moveLeft(monitor.right() - logical.width());
             if (logical.left() < monitor.left())
                 logical.moveLeft(monitor.left());
-            if (logical.bottom() > monitor.bottom() + 1)
+            if (logical.bottom() > monitor.bottom())
                 logical.moveBottom(popup.top());
         }
     }
