@@ -578,10 +578,15 @@ int AtspiElementTree::topLevelAt(float x, float y, ElementHandle &topLevel, doub
         return code;
     // The frame whose extents, times the program's scale, are the X window's rectangle: the ratio
     // of the two sizes is that scale (1 on an ordinary desktop, 2 for a program drawn at 2x).
+    // Failing that (a frame drawn inside a larger X window), the first frame holding the point,
+    // taken at 1x.
+    ElementHandle holding;
     for (const ElementHandle &window : std::get<QList<ElementHandle>>(windows)) {
         const std::optional<QRectF> rect = extentsOf(window);
         if (!rect || rect->width() <= 0 || rect->height() <= 0)
             continue;
+        if (!holding && contains(*rect, x, y))
+            holding = window;
         const double ratio = windowBounds.width() / rect->width();
         if (nearly(rect->height() * ratio, windowBounds.height()) && nearly(rect->x() * ratio, windowBounds.x()) &&
             nearly(rect->y() * ratio, windowBounds.y())) {
@@ -590,6 +595,7 @@ int AtspiElementTree::topLevelAt(float x, float y, ElementHandle &topLevel, doub
             return kSuccess;
         }
     }
+    topLevel = holding;
     return kSuccess;
 }
 
