@@ -26,7 +26,8 @@ class CallManager;
 // Watches the user's left clicks in every program, finds the phone-number popup a click opens
 // (new popup-sized windows, the frontmost program's windows, then the elements around the click),
 // reads the number out of its accessibility tree and floats a "Call with Dialwise" strip under
-// it. The strip's button calls through CallManager.
+// it. A number written in the clicked program's own text gets the strip at once, right under the
+// number; a popup found afterwards takes it over. The strip's button calls through CallManager.
 //
 // Everything runs on the thread that owns the monitor. Deferred work (the four scan attempts of a
 // click, the strip's poll and its dismissal) goes through the Scheduler with this object as the
