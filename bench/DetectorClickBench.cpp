@@ -2,7 +2,8 @@
 // fixture's number to the "Call with Dialwise" strip being mapped (AT-SPI, X11, the real
 // `dialwise --detect-phone-links`), and the idle CPU cost of running with and without the
 // detector. Run under tests/run-in-desktop tests/with-accessibility-bus (bench/detector.sh).
-//   bench_detector_click [ITERATIONS=20] [IDLE_SECONDS=60] [qt|gtk]
+//   bench_detector_click [ITERATIONS=20] [IDLE_SECONDS=60] [qt|gtk] [SCALE=1]
+// SCALE is Dialwise's QT_SCALE_FACTOR (a 2x desktop); the fixture keeps drawing at 1x.
 #include "PhoneLinkFixtureProcess.h"
 #include "ShellRig.h"
 
@@ -66,10 +67,16 @@ int main(int argc, char **argv)
     const auto toolkit = (argc > 3 && QByteArray(argv[3]) == "gtk") ? PhoneLinkFixtureProcess::Toolkit::gtk
                                                                     : PhoneLinkFixtureProcess::Toolkit::qt;
 
+    const QByteArray scale = argc > 4 ? QByteArray(argv[4]) : QByteArray("1");
+
     double idleOn = -1, idleOff = -1;
     {
         ShellRig rig;
-        if (!rig.startStandIn() || !rig.startPrimary({QStringLiteral("--detect-phone-links")})) {
+        if (scale != "1")
+            qputenv("QT_SCALE_FACTOR", scale);
+        const bool started = rig.startStandIn() && rig.startPrimary({QStringLiteral("--detect-phone-links")});
+        qunsetenv("QT_SCALE_FACTOR");
+        if (!started) {
             std::fprintf(stderr, "dialwise did not start: %s\n", rig.primaryErrors().constData());
             return 1;
         }
@@ -103,9 +110,10 @@ int main(int argc, char **argv)
         std::vector<double> sorted = samples;
         std::sort(sorted.begin(), sorted.end());
         const double median = (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
-        std::printf("click to strip mapped (%s fixture, %d clicks): median %.1f ms, min %.1f ms, max %.1f ms\n",
-                    qPrintable(PhoneLinkFixtureProcess::toolkitName(toolkit)), iterations, median, sorted.front(),
-                    sorted.back());
+        std::printf("click to strip mapped (%s fixture, Dialwise at %sx, %d clicks): median %.1f ms, min %.1f ms, "
+                    "max %.1f ms\n",
+                    qPrintable(PhoneLinkFixtureProcess::toolkitName(toolkit)), scale.constData(), iterations, median,
+                    sorted.front(), sorted.back());
         fixture.reset();
         ShellRig::pump(2000);
         idleOn = idleCpuPerMinute(rig, idleSeconds);

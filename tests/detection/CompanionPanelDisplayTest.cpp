@@ -82,6 +82,13 @@ TEST_F(StripFixture, windowFloatsWithoutFocus_placedUnderPopup_namedForUsers)
     // Top-left origin: the strip's top edge 8 above the popup's bottom (300 + 120).
     EXPECT_EQ(strip->geometry(), QRect(500, 412, 260, 30));
     EXPECT_EQ(strip->button()->geometry(), QRect(0, 1, 260, 29));
+    // The window's shape cuts the lower corners, so no compositor is needed to round them.
+    const QRegion shape = strip->mask();
+    EXPECT_TRUE(shape.contains(QPoint(0, 0)));
+    EXPECT_TRUE(shape.contains(QPoint(259, 0)));
+    EXPECT_TRUE(shape.contains(QPoint(130, 29)));
+    EXPECT_FALSE(shape.contains(QPoint(0, 29)));
+    EXPECT_FALSE(shape.contains(QPoint(259, 29)));
 }
 
 TEST_F(StripFixture, underNumberInText_260Wide_keptWholeOnTheMonitor)

@@ -79,6 +79,8 @@ bool run(const QString &program, const QStringList &arguments)
 }
 
 // Lays the monitors out on the X screen, as a desktop with several outputs shows them to clients.
+// Xvfb keeps RandR monitors set by a client only while the server does not reset, which
+// run-in-desktop's -noreset sees to; Xvfb's +xinerama puts every screen at the origin instead.
 bool setMonitors(const QList<Monitor> &list)
 {
     bool ok = true;

@@ -102,6 +102,9 @@ void CompanionPanel::paintEvent(QPaintEvent *)
 void CompanionPanel::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
+    // The button fills the strip below the hairline, also when the strip is moved to its exact
+    // device pixels and Qt rounds its logical size anew.
+    m_button->setGeometry(0, 1, width(), height() - 1);
     // Without a compositor the translucent corners would show black: the outline becomes the
     // window's shape, so whatever is behind shows through them on any desktop.
     setMask(QRegion(outline(rect()).toFillPolygon().toPolygon()));
@@ -165,8 +168,6 @@ std::unique_ptr<Panel> CompanionPanelView::showPanel(const StripPlacement &place
         panel->setScreen(screen);
     panel->setFixedHeight(geometry.height());
     panel->setGeometry(geometry);
-    // The button fills the strip below the hairline.
-    panel->button()->setGeometry(0, 1, geometry.width(), geometry.height() - 1);
     panel->show();
     if (m_devicePlacement) {
         const qreal ratio = screen ? screen->devicePixelRatio() : 1;
