@@ -40,6 +40,9 @@ struct Program
     QString needle; // the number exactly as the program writes it
     QString beside; // a word on the same line
     int waitSeconds; // how long the program may take to show its text on the bus
+    // Drawn at this density (GDK_SCALE): the program's tree then speaks its logical pixels, and
+    // the number is drawn at this many times their coordinates on the screen.
+    int scale = 1;
 };
 
 QStringList openedUrls()
@@ -146,7 +149,7 @@ protected:
         const QString samples = scratch.path();
         QStringList command;
         const QString name = QString::fromLatin1(p.name);
-        if (name == u"gtk-label") {
+        if (name.startsWith(u"gtk-label")) {
             command = {QStringLiteral("zenity"), QStringLiteral("--info"), QStringLiteral("--no-wrap"),
                        QStringLiteral("--text"), QStringLiteral("Front desk: %1 today").arg(p.needle)};
         } else if (name == u"gtk-editor") {
@@ -176,7 +179,10 @@ protected:
                        QStringLiteral("--profile"), profile, QStringLiteral("file://") + page};
         }
         program = std::make_unique<QProcess>();
-        program->setProcessEnvironment(rig->environment());
+        QProcessEnvironment environment = rig->environment();
+        if (p.scale != 1)
+            environment.insert(QStringLiteral("GDK_SCALE"), QString::number(p.scale));
+        program->setProcessEnvironment(environment);
         program->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         program->setStandardOutputFile(QProcess::nullDevice());
         program->start(command.takeFirst(), command);
@@ -190,9 +196,11 @@ protected:
         ASSERT_TRUE(reader.waitForFinished((p.waitSeconds + 20) * 1000));
         const QStringList lines = QString::fromUtf8(reader.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
         ASSERT_EQ(lines.size(), 2) << reader.readAllStandardError().toStdString();
-        auto rect = [](const QString &line) {
+        auto rect = [&p](const QString &line) {
             const QStringList v = line.split(u' ');
-            return v.size() == 4 ? QRect(v[0].toInt(), v[1].toInt(), v[2].toInt(), v[3].toInt()) : QRect();
+            return v.size() == 4 ? QRect(v[0].toInt() * p.scale, v[1].toInt() * p.scale, v[2].toInt() * p.scale,
+                                         v[3].toInt() * p.scale)
+                                 : QRect();
         };
         number = rect(lines[0]);
         beside = rect(lines[1]);
@@ -263,6 +271,7 @@ TEST_P(TextNumberDetection, clickOnNumber_stripUnderIt_clickCalls_clickBesideSho
 
 INSTANTIATE_TEST_SUITE_P(Programs, TextNumberDetection,
                          ::testing::Values(Program{"gtk-label", QStringLiteral("+1 555 010 4477"), QStringLiteral("desk"), 30},
+                                           Program{"gtk-label-2x", QStringLiteral("+1 555 010 4477"), QStringLiteral("desk"), 30, 2},
                                            Program{"gtk-editor", QStringLiteral("555-010-4477"), QStringLiteral("desk"), 30},
                                            Program{"qt-editor", QStringLiteral("555-010-4477"), QStringLiteral("Ring"), 30},
                                            Program{"firefox", QStringLiteral("+1 555 010 4477"), QStringLiteral("write"), 90}),
