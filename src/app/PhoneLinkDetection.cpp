@@ -9,6 +9,7 @@
 #include "QueuedPanelView.h"
 #include "SettingValues.h"
 #include "SettingsStore.h"
+#include "TextNumberFinder.h"
 #include "X11WindowPlacement.h"
 
 #include <QCoreApplication>
@@ -132,6 +133,9 @@ bool start(DetectorPlatform platform)
     DataDetectorMonitor::Services services;
     services.platform = std::move(platform);
     services.phoneFinder = std::make_shared<LibPhoneNumberFinder>();
+    // Linux has no recogniser of its own that opens a popup for a clicked number: Dialwise reads
+    // the number under the click itself.
+    services.textNumberFinder = std::make_shared<const TextNumberFinder>();
     // Its timers are made by the monitor, on the detector's thread, and run there.
     services.scheduler = std::make_shared<QtScheduler>();
     const std::shared_ptr<ElementTree> elementTree = services.platform.elementTree;

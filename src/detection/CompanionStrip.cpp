@@ -89,6 +89,7 @@ void DataDetectorMonitor::dismissCompanionPanel()
         std::unique_ptr<Panel> panel = std::move(companionPanel);
         panel->close();
     }
+    m_shownTextNumber.reset();
     if (pollTimer) {
         pollTimer->cancel();
         pollTimer.reset();

@@ -197,11 +197,12 @@ void DataDetectorMonitor::handleClick()
     // Never cancelled: a second click soon after leaves these running against its own state.
     for (const std::chrono::milliseconds delay : kScanAttemptDelays)
         m_services.scheduler->runOnce(delay, this, [this] { runScanAttempt(); });
+    scanTextAtClick();
 }
 
 void DataDetectorMonitor::runScanAttempt()
 {
-    if (companionPanel)
+    if (companionPanel && !m_shownTextNumber)
         return; // an earlier attempt already found the popup
     if (__builtin_add_overflow(scanAttempts, qint64(1), &scanAttempts))
         qFatal("DataDetectorMonitor: scan attempt counter overflow");

@@ -4,6 +4,7 @@
 #include "DetectorPlatform.h"
 #include "PhoneFinder.h"
 #include "Scheduler.h"
+#include "TextNumberFinder.h"
 
 #include <QFile>
 #include <QList>
@@ -25,7 +26,8 @@ class CallManager;
 // Watches the user's left clicks in every program, finds the phone-number popup a click opens
 // (new popup-sized windows, the frontmost program's windows, then the elements around the click),
 // reads the number out of its accessibility tree and floats a "Call with Dialwise" strip under
-// it. The strip's button calls through CallManager.
+// it. A number written in the clicked program's own text gets the strip at once, right under the
+// number; a popup found afterwards takes it over. The strip's button calls through CallManager.
 //
 // Everything runs on the thread that owns the monitor. Deferred work (the four scan attempts of a
 // click, the strip's poll and its dismissal) goes through the Scheduler with this object as the
@@ -61,6 +63,9 @@ public:
     {
         DetectorPlatform platform;
         std::shared_ptr<PhoneFinder> phoneFinder;
+        // Finds a number clicked in another program's ordinary text; none: such clicks are not
+        // looked at, only the popups they may open.
+        std::shared_ptr<const TextNumberFinder> textNumberFinder;
         std::shared_ptr<Scheduler> scheduler;
         std::shared_ptr<Clock> clock; // the time of day in the log file's lines
         // The log file, emptied when the monitor is made; empty: no file.
@@ -113,6 +118,15 @@ public:
     QString extractPhoneNumber(const QString &text) const;
     QString extractPhoneFromLabels(const QStringList &labels) const;
 
+    // --- Numbers in other programs' text -------------------------------------------------------
+    // The number written where the user just clicked, read from the text under the pointer at
+    // once; the strip goes under it. The popup path's attempts still run, and a popup they find
+    // takes the strip over.
+    void scanTextAtClick();
+    void showTextCompanion(const ElementHandle &element, const ClickedNumber &number, const QRectF &bounds);
+    // Whether the number the text strip belongs to is still where it was, as it was.
+    bool isClickedNumberStillShown();
+
     // --- Companion strip ----------------------------------------------------------------------
     void showCompanionPanel(const QRectF &popupFrame, const QString &phoneNumber);
     bool isDDPopupStillVisible();
@@ -136,6 +150,15 @@ public:
 private:
     void handleClick();
     void runScanAttempt();
+
+    // The number a text strip is under, while it is shown; kept no longer than the strip.
+    struct ShownTextNumber
+    {
+        ElementHandle element;
+        ClickedNumber number;
+        QRectF bounds; // top-left origin, device pixels
+    };
+    std::optional<ShownTextNumber> m_shownTextNumber;
 
     Services m_services;
     CallManager &m_callManager;

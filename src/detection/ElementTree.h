@@ -1,7 +1,10 @@
 #pragma once
 
+#include "TextNumberFinder.h"
+
 #include <QList>
 #include <QPointF>
+#include <QRectF>
 #include <QSizeF>
 #include <QString>
 #include <QStringView>
@@ -82,6 +85,14 @@ using ElementHandle = std::shared_ptr<const Element>;
 using AttributeValue = std::variant<std::monostate, QString, QList<ElementHandle>, QPointF, QSizeF, double, bool,
                                     ElementHandle>;
 
+// What an element showing text (a label, an editor, a paragraph of a page) tells of it.
+struct TextFacts
+{
+    int characterCount = 0; // in unit
+    OffsetUnit unit = OffsetUnit::CodePoints; // what the program's offsets count
+    bool operator==(const TextFacts &) const = default;
+};
+
 // Other programs' element trees (the accessibility API). Positions and sizes are in top-left
 // origin device pixels, as the window list gives windows. Every call may block while the other
 // program answers; implementations bound that wait.
@@ -101,6 +112,27 @@ public:
     virtual int copyElementAtPosition(float x, float y, ElementHandle &element) = 0;
     // The application element of a process; null when the process has none.
     virtual ElementHandle applicationElement(qint64 pid) = 0;
+
+    // --- Text shown in other programs ----------------------------------------------------------
+    // Read only around a click and only on one: other programs' text is the user's business.
+
+    // The element showing text at a top-left-origin screen point, found from the window there
+    // downward: the deepest element at the point, or, where that one has no text of its own, the
+    // nearest ancestor with text that holds the point, else a descendant with text that holds it.
+    // On kSuccess `element` may still be null: no text is there.
+    virtual int copyTextElementAtPosition(float x, float y, ElementHandle &element) = 0;
+    // Whether the element has text; on kSuccess no value means it has none.
+    virtual int copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts) = 0;
+    // The offset of the character at a top-left-origin screen point, in the element's own unit;
+    // -1 where no character is.
+    virtual int copyOffsetAtPosition(const ElementHandle &element, float x, float y, int &offset) = 0;
+    // The characters of a span (its end clamped to the text). Fewer than asked for means the text
+    // ends there, whatever the element's count said.
+    virtual int copyText(const ElementHandle &element, const TextSpan &span, QString &text) = 0;
+    // Where a span is drawn: top-left origin, device pixels; empty when the program has not laid
+    // it out.
+    virtual int copyRangeExtents(const ElementHandle &element, const TextSpan &span, QRectF &bounds) = 0;
+
     // Whether this process may read other programs' trees. With prompt, the platform may ask the
     // user (or switch accessibility on) before answering.
     virtual bool isProcessTrusted(bool prompt) = 0;

@@ -92,6 +92,30 @@ TEST_F(StripFixture, windowFloatsWithoutFocus_placedUnderPopup_namedForUsers)
     EXPECT_FALSE(shape.contains(QPoint(259, 29)));
 }
 
+TEST_F(StripFixture, underNumberInText_260Wide_keptWholeOnTheMonitor)
+{
+    // The screen is 1280 x 1024 at 1x. Rows: the number's rectangle, where the strip goes.
+    struct Row
+    {
+        QRectF number;
+        QRect strip;
+    };
+    const Row rows[] = {
+        {QRectF(100, 200, 96, 16), QRect(100, 216, 260, 30)},   // room enough: under its bottom-left corner
+        {QRectF(1200, 500, 60, 16), QRect(1020, 516, 260, 30)}, // right edge: moved left
+        {QRectF(300, 1000, 96, 16), QRect(300, 970, 260, 30)},  // bottom edge: above the number
+    };
+    for (const Row &row : rows) {
+        panel = view.showPanel(dialwise::StripPlacement{row.number, 30, 0, 260}, QStringLiteral("555-010-0000"),
+                               [this] { ++clicks; });
+        CompanionPanel *strip = view.currentPanel();
+        ASSERT_TRUE(strip);
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(strip));
+        EXPECT_EQ(strip->geometry(), row.strip) << row.number.x() << "," << row.number.y();
+        panel->close();
+    }
+}
+
 TEST_F(StripFixture, titlePieces_numberInDisplayFormOrNone)
 {
     EXPECT_EQ(show(QStringLiteral("+15550100000"))->button()->titlePieces(),

@@ -6,6 +6,7 @@
 #include "DetectorText.h"
 #include "LibPhoneNumberFinder.h"
 #include "ScriptedDesktop.h"
+#include "TextNumberFinder.h"
 #include "WindowFields.h"
 #include "VirtualScheduler.h"
 
@@ -123,8 +124,10 @@ struct Scenario
     {
         milliseconds at;
         // One of these, as the event's key says.
-        enum class Kind { windows, frontmost, start, click, companionClick, stop } kind;
+        enum class Kind { windows, frontmost, start, click, companionClick, stop, text } kind;
         std::optional<QList<WindowInfo>> windows;
+        ElementHandle element;                         // text: whose text changes
+        std::optional<ScriptedElementTree::Text> text; // text: what it is now; none: no text any more
         std::optional<FrontmostApplication> frontmost;
         QPointF click;
     };
@@ -184,6 +187,71 @@ AttributeValue attributeValue(Scenario &scenario, QStringView attribute, const Q
     return anyValue(scenario, value, where);
 }
 
+// "text": { "value": "...", "unit": "codePoints" or "utf16", "layout": { "origin": [x, y],
+// "advance": w, "lineHeight": h, "rightToLeft": bool } or "rects": [[x, y, w, h], ...],
+// "characterCount": n }
+ScriptedElementTree::Text readText(const QJsonValue &value, const QString &where)
+{
+    if (!value.isObject())
+        throw Invalid{where + QStringLiteral(" must be an object")};
+    const QJsonObject object = value.toObject();
+    requireKeys(object,
+                {QStringLiteral("value"), QStringLiteral("unit"), QStringLiteral("layout"), QStringLiteral("rects"),
+                 QStringLiteral("characterCount")},
+                where + QStringLiteral(": "));
+    ScriptedElementTree::Text text;
+    if (!object.value(QStringLiteral("value")).isString())
+        throw Invalid{where + QStringLiteral(".value must be a string")};
+    text.value = object.value(QStringLiteral("value")).toString();
+    if (object.contains(QStringLiteral("unit"))) {
+        const QString unit = object.value(QStringLiteral("unit")).toString();
+        if (unit == u"utf16")
+            text.unit = OffsetUnit::Utf16Units;
+        else if (unit != u"codePoints")
+            throw Invalid{where + QStringLiteral(".unit must be \"codePoints\" or \"utf16\"")};
+    }
+    if (object.contains(QStringLiteral("characterCount")))
+        text.characterCount = int(number(object.value(QStringLiteral("characterCount")), where + QStringLiteral(".characterCount")));
+    const bool hasLayout = object.contains(QStringLiteral("layout"));
+    const bool hasRects = object.contains(QStringLiteral("rects"));
+    if (hasLayout == hasRects)
+        throw Invalid{where + QStringLiteral(" needs exactly one of layout, rects")};
+    if (hasLayout) {
+        const QJsonValue layoutValue = object.value(QStringLiteral("layout"));
+        const QString layoutWhere = where + QStringLiteral(".layout");
+        if (!layoutValue.isObject())
+            throw Invalid{layoutWhere + QStringLiteral(" must be an object")};
+        const QJsonObject layoutObject = layoutValue.toObject();
+        requireKeys(layoutObject,
+                    {QStringLiteral("origin"), QStringLiteral("advance"), QStringLiteral("lineHeight"),
+                     QStringLiteral("rightToLeft")},
+                    layoutWhere + QStringLiteral(": "));
+        ScriptedElementTree::FixedLayout layout;
+        const QList<double> origin = numbers(layoutObject.value(QStringLiteral("origin")), 2, layoutWhere + QStringLiteral(".origin"));
+        layout.origin = QPointF(origin[0], origin[1]);
+        if (layoutObject.contains(QStringLiteral("advance")))
+            layout.advance = number(layoutObject.value(QStringLiteral("advance")), layoutWhere + QStringLiteral(".advance"));
+        if (layoutObject.contains(QStringLiteral("lineHeight")))
+            layout.lineHeight = number(layoutObject.value(QStringLiteral("lineHeight")), layoutWhere + QStringLiteral(".lineHeight"));
+        if (layoutObject.contains(QStringLiteral("rightToLeft"))) {
+            if (!layoutObject.value(QStringLiteral("rightToLeft")).isBool())
+                throw Invalid{layoutWhere + QStringLiteral(".rightToLeft must be true or false")};
+            layout.rightToLeft = layoutObject.value(QStringLiteral("rightToLeft")).toBool();
+        }
+        text.characterRects = ScriptedElementTree::layOut(text.value, text.unit, layout);
+    } else {
+        const QJsonValue rects = object.value(QStringLiteral("rects"));
+        if (!rects.isArray())
+            throw Invalid{where + QStringLiteral(".rects must be an array")};
+        const QJsonArray array = rects.toArray();
+        for (qsizetype i = 0; i < array.size(); ++i) {
+            const QList<double> rect = numbers(array[i], 4, where + QStringLiteral(".rects[%1]").arg(i));
+            text.characterRects.append(QRectF(rect[0], rect[1], rect[2], rect[3]));
+        }
+    }
+    return text;
+}
+
 void readElements(Scenario &scenario, const QJsonValue &value)
 {
     if (!value.isObject())
@@ -200,6 +268,10 @@ void readElements(Scenario &scenario, const QJsonValue &value)
         const QJsonObject attributes = it.value().toObject();
         for (auto attribute = attributes.begin(); attribute != attributes.end(); ++attribute) {
             const QString name = attribute.key();
+            if (name == u"text") {
+                scenario.tree.setText(element, readText(attribute.value(), where + QStringLiteral(".text")));
+                continue;
+            }
             if (name == u"errors") {
                 if (!attribute.value().isObject())
                     throw Invalid{where + QStringLiteral(".errors must be an object")};
@@ -297,14 +369,15 @@ QList<WindowInfo> readWindows(const QJsonArray &entries, const QString &where)
     return windows;
 }
 
-Scenario::Event readEvent(const QJsonValue &value, const QString &where)
+Scenario::Event readEvent(Scenario &scenario, const QJsonValue &value, const QString &where)
 {
     if (!value.isObject())
         throw Invalid{where + QStringLiteral(" must be an object")};
     const QJsonObject object = value.toObject();
     requireKeys(object,
                 {QStringLiteral("at"), QStringLiteral("windows"), QStringLiteral("frontmost"), QStringLiteral("start"),
-                 QStringLiteral("click"), QStringLiteral("companionClick"), QStringLiteral("stop")},
+                 QStringLiteral("click"), QStringLiteral("companionClick"), QStringLiteral("stop"),
+                 QStringLiteral("text")},
                 where + QStringLiteral(": "));
     if (!object.contains(QStringLiteral("at")))
         throw Invalid{where + QStringLiteral(" needs \"at\"")};
@@ -312,7 +385,7 @@ Scenario::Event readEvent(const QJsonValue &value, const QString &where)
     if (!(at >= 0))
         throw Invalid{where + QStringLiteral(".at must not be negative")};
     if (object.size() != 2)
-        throw Invalid{where + QStringLiteral(" needs exactly one of windows, frontmost, start, click, companionClick, stop")};
+        throw Invalid{where + QStringLiteral(" needs exactly one of windows, frontmost, start, click, companionClick, stop, text")};
 
     Scenario::Event event;
     event.at = toMilliseconds(at);
@@ -354,6 +427,16 @@ Scenario::Event readEvent(const QJsonValue &value, const QString &where)
     } else if (key == u"stop") {
         requireTrue();
         event.kind = Scenario::Event::Kind::stop;
+    } else if (key == u"text") {
+        event.kind = Scenario::Event::Kind::text;
+        if (!action.isObject())
+            throw Invalid{actionWhere + QStringLiteral(" must be an object")};
+        const QJsonObject change = action.toObject();
+        requireKeys(change, {QStringLiteral("element"), QStringLiteral("text")}, actionWhere + QStringLiteral(": "));
+        event.element = elementNamed(scenario, change.value(QStringLiteral("element")), actionWhere + QStringLiteral(".element"));
+        const QJsonValue text = change.value(QStringLiteral("text"));
+        if (!text.isNull())
+            event.text = readText(text, actionWhere + QStringLiteral(".text"));
     } else if (key == u"companionClick") {
         requireTrue();
         event.kind = Scenario::Event::Kind::companionClick;
@@ -409,7 +492,7 @@ void readScenario(Scenario &scenario, const QByteArray &json)
             throw Invalid{QStringLiteral("\"timeline\" must be an array")};
         const QJsonArray events = timeline.toArray();
         for (qsizetype i = 0; i < events.size(); ++i) {
-            Scenario::Event event = readEvent(events[i], QStringLiteral("timeline[%1]").arg(i));
+            Scenario::Event event = readEvent(scenario, events[i], QStringLiteral("timeline[%1]").arg(i));
             if (!scenario.timeline.isEmpty() && event.at < scenario.timeline.last().at)
                 throw Invalid{QStringLiteral("timeline[%1] is earlier than the event before it").arg(i)};
             scenario.timeline.append(std::move(event));
@@ -471,6 +554,7 @@ std::optional<QString> play(const QByteArray &json, const std::function<void(con
     DataDetectorMonitor::Services services;
     services.platform = {tree, windows, screen, clicks, panels};
     services.phoneFinder = std::make_shared<LibPhoneNumberFinder>(scenario.region);
+    services.textNumberFinder = std::make_shared<const TextNumberFinder>(scenario.region);
     services.scheduler = scheduler;
     services.logToStandardError = false;
     services.logObserver = [&](const QString &message) { say(QStringLiteral("log ") + message); };
@@ -497,6 +581,12 @@ std::optional<QString> play(const QByteArray &json, const std::function<void(con
             break;
         case Scenario::Event::Kind::stop:
             monitor.stopMonitoring();
+            break;
+        case Scenario::Event::Kind::text:
+            if (event.text)
+                tree->setText(event.element, *event.text);
+            else
+                tree->clearText(event.element);
             break;
         }
     }

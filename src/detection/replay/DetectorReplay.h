@@ -26,14 +26,27 @@ namespace dialwise {
 //                   "AXSize": [w, h], "AXChildren": [ids], "AXVisibleChildren": [ids],
 //                   "AXWindows": [ids], "AXParent": id, ..., "errors": { attribute: code } } }
 //                   A value of another JSON type is kept as it is (a wrongly typed attribute);
-//                   an attribute not given reads as absent.
+//                   an attribute not given reads as absent. An element showing text (a label,
+//                   an editor, a paragraph) also carries
+//                     "text": { "value": "...", "unit": "codePoints" (default) or "utf16",
+//                               "layout": { "origin": [x, y], "advance": 8, "lineHeight": 16,
+//                                           "rightToLeft": false }
+//                               or "rects": [[x, y, w, h], ...] (one per offset),
+//                               "characterCount": n (only when the program miscounts) }
+//                   The layout puts each offset one advance wide and starts a new line, one
+//                   lineHeight lower, after each line feed; origin is the first line's top-left
+//                   corner, its top-right one for right-to-left text, whose offsets run leftwards.
+//                   A click's text is found from the hit rectangle at the click: that element,
+//                   else its nearest "AXParent" with text, else the first "AXChildren"
+//                   descendant with a character drawn at the point.
 //   "applications"  { pid: element id }
 //   "hitTest"       [ { "rect": [x, y, w, h], "element": id or null } ]: the element at a
 //                   top-left-origin point is the first rectangle's holding it
 //   "timeline"      [ { "at": seconds, and one of: "windows": [entries] or null (the query
 //                   fails), "frontmost": { "pid", "name" } or null, "start": true,
 //                   "click": [x, y] (bottom-left origin), "companionClick": true,
-//                   "stop": true } ], in time order; an event runs after the deferred work due
+//                   "stop": true, "text": { "element": id, "text": { as above } or null (the
+//                   element shows no text any more) } } ], in time order; an event runs after the deferred work due
 //                   at the same instant. Window entries: "number", "pid", "owner", "layer",
 //                   "bounds": { "X", "Y", "Width", "Height" }, each optional and of any type;
 //                   an entry without a whole "number", a whole "pid" and all-number "bounds" is

@@ -4,6 +4,7 @@
 #include "ElementTree.h"
 #include "PanelView.h"
 #include "Screen.h"
+#include "TextNumberFinder.h"
 #include "WindowList.h"
 
 #include <QHash>
@@ -45,6 +46,30 @@ public:
     void setChildren(const ElementHandle &parent, const QList<ElementHandle> &children);
     QString name(const ElementHandle &element) const;
 
+    // Text an element shows: its characters, the unit its offsets count in and where each is
+    // drawn, one rectangle per offset (top-left origin).
+    struct Text
+    {
+        QString value;
+        OffsetUnit unit = OffsetUnit::CodePoints;
+        QList<QRectF> characterRects;
+        // What the element says its length is, when that is not the truth (a count in bytes).
+        std::optional<int> characterCount;
+    };
+    // A plain layout: each offset one advance wide, a line feed starts the next line one
+    // lineHeight lower. origin is the first line's top-left corner, or its top-right corner for
+    // right-to-left text, whose offsets run leftwards.
+    struct FixedLayout
+    {
+        QPointF origin;
+        double advance = 8;
+        double lineHeight = 16;
+        bool rightToLeft = false;
+    };
+    static QList<QRectF> layOut(const QString &text, OffsetUnit unit, const FixedLayout &layout);
+    void setText(const ElementHandle &element, Text text);
+    void clearText(const ElementHandle &element);
+
     void setApplication(qint64 pid, const ElementHandle &element) { m_applications[pid] = element; }
     // Hit testing: the first rectangle in the order added that holds the point (x <= px < x + w,
     // y <= py < y + h) names the element there.
@@ -54,6 +79,13 @@ public:
     int copyElementAtPosition(float x, float y, ElementHandle &element) override;
     ElementHandle applicationElement(qint64 pid) override;
     bool isProcessTrusted(bool prompt) override;
+    // Text: the hit rectangles name the element, then the nearest ancestor with text (by
+    // "AXParent"), else the first descendant with text (by "AXChildren") drawn at the point.
+    int copyTextElementAtPosition(float x, float y, ElementHandle &element) override;
+    int copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts) override;
+    int copyOffsetAtPosition(const ElementHandle &element, float x, float y, int &offset) override;
+    int copyText(const ElementHandle &element, const TextSpan &span, QString &text) override;
+    int copyRangeExtents(const ElementHandle &element, const TextSpan &span, QRectF &bounds) override;
 
     bool trusted = true;
     int trustChecksWithPrompt = 0;
@@ -61,10 +93,15 @@ public:
     // Every point copyElementAtPosition was asked about, in order.
     std::vector<std::pair<float, float>> hitTestPoints;
     qint64 attributeReads = 0;
+    // Every point the text path asked about, in order, and how many text requests it made.
+    std::vector<std::pair<float, float>> textHitTestPoints;
+    qint64 textRequests = 0;
 
 private:
     struct Node;
     Node *node(const ElementHandle &element) const;
+    const Text *textOf(const ElementHandle &element) const;
+    ElementHandle textHolding(const ElementHandle &element, float x, float y, int depth) const;
 
     std::vector<std::shared_ptr<Node>> m_nodes;
     std::map<qint64, ElementHandle> m_applications;

@@ -148,20 +148,46 @@ std::unique_ptr<Panel> CompanionPanelView::showPanel(const StripPlacement &place
     // own monitor: 30 points are 30 device pixels at 1x and 60 at 2x.
     QScreen *screen = screenHolding(placement.popupFrame);
     const QRectF popup = toLogical(placement.popupFrame, screen);
-    const QRect geometry = QRectF(popup.left(), popup.bottom() - placement.overlap, popup.width(), placement.height)
-                               .toRect();
+    QRectF logical(popup.left(), popup.bottom() - placement.overlap, popup.width(), placement.height);
+    if (placement.width > 0) {
+        logical.setWidth(placement.width);
+        if (screen) {
+            // Under a number in text: the strip stays whole on the number's monitor.
+            // A QRectF's right and bottom are one past its last pixel, as the strip's are.
+            const QRectF monitor(screen->geometry());
+            if (logical.right() > monitor.right())
+                logical.moveLeft(monitor.right() - logical.width());
+            if (logical.left() < monitor.left())
+                logical.moveLeft(monitor.left());
+            if (logical.bottom() > monitor.bottom())
+                logical.moveBottom(popup.top());
+        }
+    }
+    const QRect geometry = logical.toRect();
     if (screen)
         panel->setScreen(screen);
     panel->setFixedHeight(geometry.height());
     panel->setGeometry(geometry);
     panel->show();
     if (m_devicePlacement) {
-        // The same strip in device pixels, from the popup's own edges: its left edge, its width,
-        // and the overlap and height at this monitor's ratio.
         const qreal ratio = screen ? screen->devicePixelRatio() : 1;
         const QRectF popupFrame = placement.popupFrame;
-        const QRect device(qRound(popupFrame.left()), qRound(popupFrame.bottom() - placement.overlap * ratio),
-                           qRound(popupFrame.width()), qRound(placement.height * ratio));
+        QRect device;
+        if (placement.width > 0 && screen) {
+            // The logical rectangle back in device pixels, from the monitor's own origin.
+            const QPointF origin = screen->geometry().topLeft();
+            const QPointF topLeft = origin + (logical.topLeft() - origin) * ratio;
+            // Unmoved edges stay on the number's own device pixels.
+            const double left = logical.left() == popup.left() ? popupFrame.left() : topLeft.x();
+            const double top = logical.top() == popup.bottom() ? popupFrame.bottom() : topLeft.y();
+            device = QRect(qRound(left), qRound(top), qRound(placement.width * ratio), qRound(placement.height * ratio));
+        } else {
+            // The same strip in device pixels, from the popup's own edges: its left edge, its
+            // width, and the overlap and height at this monitor's ratio.
+            device = QRect(qRound(popupFrame.left()), qRound(popupFrame.bottom() - placement.overlap * ratio),
+                           qRound(placement.width > 0 ? placement.width * ratio : popupFrame.width()),
+                           qRound(placement.height * ratio));
+        }
         m_devicePlacement(panel, device);
     }
     // Above whatever popup or menu was mapped before it.

@@ -15,7 +15,7 @@ namespace dialwise {
 class CallManager;
 class HoverButton;
 
-// The strip on screen: 30 high, the popup's width, a popover-like background whose two lower
+// The strip on screen: 30 high, the popup's width (260 under a number in text), a popover-like background whose two lower
 // corners are rounded, a hairline along the top and the HoverButton filling the rest. It never
 // takes focus, so the popup's program keeps it. On X11 it is an override-redirect window like the
 // popups and menus it joins: mapped after the popup it stacks above it, no window manager moves or

@@ -13,6 +13,7 @@
 #include <QRect>
 
 #include <algorithm>
+#include <cmath>
 
 namespace dialwise {
 
@@ -29,22 +30,33 @@ constexpr int kMaxHitTestDepth = 32;
 class AtspiElement final : public Element
 {
 public:
-    AtspiElement(AtspiAccessible *accessible, bool isApplication)
+    AtspiElement(AtspiAccessible *accessible, bool isApplication, double scale = 1)
         : accessible(accessible)
         , isApplication(isApplication)
+        , scale(scale)
     {
     }
     ~AtspiElement() override { g_object_unref(accessible); }
     AtspiAccessible *const accessible;
     const bool isApplication;
+    // Device pixels per unit of the program's own screen coordinates: a GTK or Qt program drawn
+    // at twice the density still answers in its logical pixels, and says so nowhere on the bus.
+    // Set for elements the text path found; 1 elsewhere.
+    const double scale;
 };
 
 // Takes over the reference the caller holds.
-ElementHandle wrap(AtspiAccessible *accessible, bool isApplication = false)
+ElementHandle wrap(AtspiAccessible *accessible, bool isApplication = false, double scale = 1)
 {
     if (!accessible)
         return nullptr;
-    return std::make_shared<const AtspiElement>(accessible, isApplication);
+    return std::make_shared<const AtspiElement>(accessible, isApplication, scale);
+}
+
+double scaleOf(const ElementHandle &element)
+{
+    const auto *atspi = dynamic_cast<const AtspiElement *>(element.get());
+    return atspi ? atspi->scale : 1;
 }
 
 AtspiAccessible *unwrap(const ElementHandle &element)
@@ -554,6 +566,328 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         current = wrap(deeper);
     }
     element = current;
+    return kSuccess;
+}
+
+// --- Text under a point ---------------------------------------------------------------------
+
+namespace {
+
+// How far the text path looks for the element with text from what the hit test answered: a
+// toolkit that answers a child of the text (Qt's viewport) is one step below it; one whose hit
+// test stops early (a notebook in GTK) is a handful of containers above it.
+constexpr int kTextClimbLimit = 4;
+constexpr int kTextDescentDepth = 8;
+// A descent by extents never reads a whole tree: a document's outline can hold thousands.
+constexpr int kTextDescentBudget = 200;
+
+bool nearly(double a, double b)
+{
+    return std::abs(a - b) <= 2;
+}
+
+} // namespace
+
+std::optional<QRectF> AtspiElementTree::extentsOf(const ElementHandle &element)
+{
+    AttributeValue position, size;
+    if (copyAttributeValue(element, Attribute::position, position) != kSuccess ||
+        copyAttributeValue(element, Attribute::size, size) != kSuccess)
+        return std::nullopt;
+    const auto *origin = std::get_if<QPointF>(&position);
+    const auto *extent = std::get_if<QSizeF>(&size);
+    if (!origin || !extent)
+        return std::nullopt;
+    return QRectF(*origin, *extent);
+}
+
+bool AtspiElementTree::hasText(const ElementHandle &element)
+{
+    AtspiAccessible *accessible = unwrap(element);
+    if (!accessible)
+        return false;
+    Call call(*this, accessible);
+    if (call.refused())
+        return false;
+    call.what = u"Text";
+    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
+    if (text)
+        g_object_unref(text);
+    return text != nullptr;
+}
+
+int AtspiElementTree::topLevelAt(float x, float y, ElementHandle &topLevel, double &scale)
+{
+    topLevel = nullptr;
+    scale = 1;
+    if (!m_x11)
+        return kCannotComplete;
+    const auto topLevels = m_x11->viewableTopLevels();
+    if (!topLevels)
+        return kCannotComplete;
+    const X11Connection::TopLevel *hit = nullptr;
+    for (const X11Connection::TopLevel &candidate : *topLevels) {
+        if (contains(QRectF(candidate.bounds), x, y)) {
+            hit = &candidate;
+            break;
+        }
+    }
+    if (!hit)
+        return kSuccess;
+    const unsigned long client = m_x11->clientWindow(hit->window);
+    const QRect windowBounds = m_x11->rootBounds(client).value_or(hit->bounds);
+    const ElementHandle application = applicationElement(m_x11->pidOfWindow(client));
+    if (!application)
+        return kSuccess;
+    AttributeValue windows;
+    const int code = copyAttributeValue(application, Attribute::windows, windows);
+    if (code != kSuccess)
+        return code;
+    // The frame whose extents, times the program's scale, are the X window's rectangle: the ratio
+    // of the two sizes is that scale (1 on an ordinary desktop, 2 for a program drawn at 2x).
+    // Failing that (a frame drawn inside a larger X window), the first frame holding the point,
+    // taken at 1x.
+    ElementHandle holding;
+    for (const ElementHandle &window : std::get<QList<ElementHandle>>(windows)) {
+        const std::optional<QRectF> rect = extentsOf(window);
+        if (!rect || rect->width() <= 0 || rect->height() <= 0)
+            continue;
+        if (!holding && contains(*rect, x, y))
+            holding = window;
+        const double ratio = windowBounds.width() / rect->width();
+        if (nearly(rect->height() * ratio, windowBounds.height()) && nearly(rect->x() * ratio, windowBounds.x()) &&
+            nearly(rect->y() * ratio, windowBounds.y())) {
+            topLevel = wrap(g_object_ref(unwrap(window)), false, ratio);
+            scale = ratio;
+            return kSuccess;
+        }
+    }
+    topLevel = holding;
+    return kSuccess;
+}
+
+int AtspiElementTree::hitTestDown(const ElementHandle &start, int x, int y, ElementHandle &deepest)
+{
+    const double scale = scaleOf(start);
+    ElementHandle current = start;
+    for (int depth = 0; depth < kMaxHitTestDepth; ++depth) {
+        AtspiAccessible *accessible = unwrap(current);
+        Call call(*this, accessible);
+        if (call.refused())
+            return kCannotComplete;
+        AtspiComponent *component = call.ask([&] { return atspi_accessible_get_component_iface(accessible); });
+        if (!component) {
+            if (call.result(kAttributeUnsupported) == kCannotComplete)
+                return kCannotComplete;
+            break;
+        }
+        AtspiAccessible *deeper = call.ask(
+            [&] { return atspi_component_get_accessible_at_point(component, x, y, ATSPI_COORD_TYPE_SCREEN, &call.error); });
+        g_object_unref(component);
+        if (call.result() != kSuccess) {
+            if (deeper)
+                g_object_unref(deeper);
+            break; // the deepest so far is still a good answer
+        }
+        if (!deeper)
+            break;
+        const bool same = ATSPI_OBJECT(deeper)->app == ATSPI_OBJECT(accessible)->app &&
+                          g_strcmp0(ATSPI_OBJECT(deeper)->path, ATSPI_OBJECT(accessible)->path) == 0;
+        if (same) {
+            g_object_unref(deeper);
+            break;
+        }
+        current = wrap(deeper, false, scale);
+    }
+    deepest = current;
+    return kSuccess;
+}
+
+int AtspiElementTree::copyTextElementAtPosition(float x, float y, ElementHandle &element)
+{
+    element = nullptr;
+    ElementHandle topLevel;
+    double scale = 1;
+    int code = topLevelAt(x, y, topLevel, scale);
+    if (code != kSuccess || !topLevel)
+        return code;
+    // The program's own coordinates of the point.
+    const int px = int(std::floor(x / scale));
+    const int py = int(std::floor(y / scale));
+    ElementHandle deepest;
+    code = hitTestDown(topLevel, px, py, deepest);
+    if (code != kSuccess || !deepest)
+        return code;
+    if (hasText(deepest)) {
+        element = deepest;
+        return kSuccess;
+    }
+
+    // Qt answers a child of the text (the editor's viewport): up to the nearest ancestor with
+    // text that holds the point.
+    ElementHandle current = deepest;
+    for (int step = 0; step < kTextClimbLimit; ++step) {
+        AttributeValue parent;
+        if (copyAttributeValue(current, Attribute::parent, parent) != kSuccess)
+            break;
+        const auto *up = std::get_if<ElementHandle>(&parent);
+        if (!up || !*up)
+            break;
+        current = wrap(g_object_ref(unwrap(*up)), false, scale);
+        if (!hasText(current))
+            continue;
+        const std::optional<QRectF> rect = extentsOf(current);
+        if (rect && contains(*rect, float(px), float(py))) {
+            element = current;
+            return kSuccess;
+        }
+        break;
+    }
+
+    // GTK's hit test may stop at a container (mousepad's notebook): down by extents, looking
+    // through showing children that have no extents of their own (a hidden tab row's page tab).
+    QList<std::pair<ElementHandle, int>> queue{{deepest, 0}};
+    int budget = kTextDescentBudget;
+    while (!queue.isEmpty() && budget > 0) {
+        const auto [parent, depth] = queue.takeFirst();
+        AttributeValue children;
+        if (copyAttributeValue(parent, Attribute::visibleChildren, children) != kSuccess)
+            continue;
+        const auto *list = std::get_if<QList<ElementHandle>>(&children);
+        if (!list)
+            continue;
+        for (const ElementHandle &child : *list) {
+            if (--budget <= 0)
+                break;
+            const ElementHandle scaled = wrap(g_object_ref(unwrap(child)), false, scale);
+            const std::optional<QRectF> rect = extentsOf(scaled);
+            const bool noExtents = !rect || rect->width() < 0 || rect->height() < 0;
+            if (!noExtents && !contains(*rect, float(px), float(py)))
+                continue;
+            if (!noExtents && hasText(scaled)) {
+                element = scaled;
+                return kSuccess;
+            }
+            if (depth + 1 < kTextDescentDepth)
+                queue.append({scaled, depth + 1});
+        }
+    }
+    return kSuccess;
+}
+
+int AtspiElementTree::copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts)
+{
+    facts.reset();
+    AtspiAccessible *accessible = unwrap(element);
+    if (!accessible)
+        return kCannotComplete;
+    Call call(*this, accessible);
+    if (call.refused())
+        return kCannotComplete;
+    call.what = u"Text";
+    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
+    if (!text)
+        return call.result();
+    const gint count = call.ask([&] { return atspi_text_get_character_count(text, &call.error); });
+    g_object_unref(text);
+    if (call.error || call.timedOut)
+        return call.result();
+    // Qt's bridge counts UTF-16 units in every offset and count; the other toolkits count
+    // characters (code points).
+    const QString toolkit = takeString(call.ask([&] { return atspi_accessible_get_toolkit_name(accessible, &call.error); }));
+    const int code = call.result();
+    if (code != kSuccess)
+        return code;
+    facts = TextFacts{int(count), toolkit == QLatin1String("Qt") ? OffsetUnit::Utf16Units : OffsetUnit::CodePoints};
+    return kSuccess;
+}
+
+int AtspiElementTree::copyOffsetAtPosition(const ElementHandle &element, float x, float y, int &offset)
+{
+    offset = -1;
+    AtspiAccessible *accessible = unwrap(element);
+    if (!accessible)
+        return kCannotComplete;
+    Call call(*this, accessible);
+    if (call.refused())
+        return kCannotComplete;
+    call.what = u"Text offset";
+    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
+    if (!text)
+        return call.result(kAttributeUnsupported);
+    const double scale = scaleOf(element);
+    const gint px = gint(std::floor(x / scale));
+    const gint py = gint(std::floor(y / scale));
+    for (int ask = 0; ask < 2 && !call.timedOut && !call.error; ++ask) {
+        if (ask > 0)
+            g_usleep(gulong(std::chrono::microseconds(kFirstAskRetry).count()));
+        offset = call.ask([&] { return atspi_text_get_offset_at_point(text, px, py, ATSPI_COORD_TYPE_SCREEN, &call.error); });
+        if (offset >= 0)
+            break;
+    }
+    g_object_unref(text);
+    const int code = call.result();
+    if (code != kSuccess)
+        offset = -1;
+    return code;
+}
+
+int AtspiElementTree::copyText(const ElementHandle &element, const TextSpan &span, QString &result)
+{
+    result.clear();
+    AtspiAccessible *accessible = unwrap(element);
+    if (!accessible)
+        return kCannotComplete;
+    Call call(*this, accessible);
+    if (call.refused())
+        return kCannotComplete;
+    call.what = u"Text read";
+    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
+    if (!text)
+        return call.result(kAttributeUnsupported);
+    const QString read = takeString(call.ask([&] { return atspi_text_get_text(text, span.start, span.end, &call.error); }));
+    g_object_unref(text);
+    const int code = call.result();
+    if (code == kSuccess)
+        result = read;
+    return code;
+}
+
+int AtspiElementTree::copyRangeExtents(const ElementHandle &element, const TextSpan &span, QRectF &bounds)
+{
+    bounds = QRectF();
+    AtspiAccessible *accessible = unwrap(element);
+    if (!accessible)
+        return kCannotComplete;
+    Call call(*this, accessible);
+    if (call.refused())
+        return kCannotComplete;
+    call.what = u"Text extents";
+    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
+    if (!text)
+        return call.result(kAttributeUnsupported);
+    QRectF rect;
+    for (int ask = 0; ask < 2 && !call.timedOut && !call.error; ++ask) {
+        if (ask > 0)
+            g_usleep(gulong(std::chrono::microseconds(kFirstAskRetry).count()));
+        AtspiRect *extents = call.ask(
+            [&] { return atspi_text_get_range_extents(text, span.start, span.end, ATSPI_COORD_TYPE_SCREEN, &call.error); });
+        if (extents) {
+            rect = QRectF(extents->x, extents->y, extents->width, extents->height);
+            g_free(extents);
+        }
+        if (rect.width() > 0 && rect.height() > 0)
+            break;
+    }
+    g_object_unref(text);
+    const int code = call.result();
+    if (code != kSuccess)
+        return code;
+    if (rect.width() > 0 && rect.height() > 0) {
+        // Back in device pixels, the detector's one coordinate space.
+        const double scale = scaleOf(element);
+        bounds = QRectF(rect.x() * scale, rect.y() * scale, rect.width() * scale, rect.height() * scale);
+    }
     return kSuccess;
 }
 

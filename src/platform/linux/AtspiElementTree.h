@@ -45,6 +45,15 @@ public:
     int copyElementAtPosition(float x, float y, ElementHandle &element) override;
     ElementHandle applicationElement(qint64 pid) override;
     bool isProcessTrusted(bool prompt) override;
+    int copyTextElementAtPosition(float x, float y, ElementHandle &element) override;
+    int copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts) override;
+    int copyOffsetAtPosition(const ElementHandle &element, float x, float y, int &offset) override;
+    int copyText(const ElementHandle &element, const TextSpan &span, QString &text) override;
+    int copyRangeExtents(const ElementHandle &element, const TextSpan &span, QRectF &bounds) override;
+
+    // A program that has just laid out its page may answer "no character here" or an empty
+    // rectangle to the first ask (Firefox does); one more ask this much later gets the answer.
+    static constexpr std::chrono::milliseconds kFirstAskRetry{20};
 
     // The role names the detector uses for an AT-SPI role name: window, frame and dialog are
     // "AXWindow", popup menu and menu are "AXMenu", the rest "AX" + the name in CamelCase.
@@ -58,6 +67,16 @@ private:
     // Keeps the element's program on the accessibility bus (see the .cpp); takes an AtspiAccessible.
     void keepOnSharedBus(_AtspiAccessible *accessible);
     void orderFrontToBack(QList<ElementHandle> &windows);
+    // The program's top-level element for the topmost X window at a point, with the window's
+    // device pixels per unit of the program's coordinates; null when there is none.
+    int topLevelAt(float x, float y, ElementHandle &topLevel, double &scale);
+    // Down through the hit tests from start to the deepest element at a point given in the
+    // program's own coordinates.
+    int hitTestDown(const ElementHandle &start, int x, int y, ElementHandle &deepest);
+    // Whether an element has the Text interface; false too when the program does not answer.
+    bool hasText(const ElementHandle &element);
+    // Its extents in the program's own coordinates, if it answers with any.
+    std::optional<QRectF> extentsOf(const ElementHandle &element);
     friend struct Call;
     std::shared_ptr<X11Connection> m_x11;
     // Bus names of programs that let a call time out, with when to try them again.
