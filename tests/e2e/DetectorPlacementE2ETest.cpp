@@ -54,8 +54,8 @@ QList<Monitor> monitors()
 {
     QList<Monitor> list;
     const QRegularExpression re(QStringLiteral(R"(^(\w+):(\d+)x(\d+)\+(\d+)\+(\d+)(?:@([\d.]+))?(\*)?$)"));
-    for (const QString &spec : qEnvironmentVariable("DIALWISE_E2E_MONITORS").split(u',', Qt::SkipEmptyParts)) {
-        const QRegularExpressionMatch m = re.match(spec);
+    for (const QString &monitor : qEnvironmentVariable("DIALWISE_E2E_MONITORS").split(u',', Qt::SkipEmptyParts)) {
+        const QRegularExpressionMatch m = re.match(monitor);
         if (!m.hasMatch())
             continue;
         list.append({m.captured(1),

@@ -55,7 +55,7 @@ public Q_SLOTS:
                 const QDBusMessage &message)
     {
         received.append(appName + u'|' + summary + u'|' + body);
-        // As the specification says: a replacement keeps the id it replaces.
+        // As notification servers do: a replacement keeps the id it replaces.
         const uint id = replacesId != 0 ? replacesId : ++lastId;
         notifications.append({id, replacesId, appName, appIcon, summary, body, actions, hints,
                               std::chrono::system_clock::now()});

@@ -532,41 +532,9 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
         return kSuccess;
     }
 
-    // Down through the hit tests to the deepest element.
-    ElementHandle current = topLevel;
-    for (int depth = 0; depth < kMaxHitTestDepth; ++depth) {
-        AtspiAccessible *accessible = unwrap(current);
-        Call call(*this, accessible);
-        if (call.refused())
-            return kCannotComplete;
-        AtspiComponent *component = call.ask([&] { return atspi_accessible_get_component_iface(accessible); });
-        if (!component) {
-            if (call.result(kAttributeUnsupported) == kCannotComplete)
-                return kCannotComplete;
-            break;
-        }
-        AtspiAccessible *deeper =
-            call.ask([&] { return atspi_component_get_accessible_at_point(component, gint(x), gint(y), ATSPI_COORD_TYPE_SCREEN, &call.error); });
-        g_object_unref(component);
-        code = call.result();
-        if (code != kSuccess) {
-            if (deeper)
-                g_object_unref(deeper);
-            // A failure below the top level still leaves a good answer: the deepest so far.
-            break;
-        }
-        if (!deeper)
-            break;
-        const bool same = ATSPI_OBJECT(deeper)->app == ATSPI_OBJECT(accessible)->app &&
-                          g_strcmp0(ATSPI_OBJECT(deeper)->path, ATSPI_OBJECT(accessible)->path) == 0;
-        if (same) {
-            g_object_unref(deeper);
-            break;
-        }
-        current = wrap(deeper);
-    }
-    element = current;
-    return kSuccess;
+    // Down through the hit tests to the deepest element. The windows listed here carry no scale:
+    // the popup path takes AT-SPI's coordinates as they come.
+    return hitTestDown(topLevel, gint(x), gint(y), element);
 }
 
 // --- Text under a point ---------------------------------------------------------------------

@@ -1,6 +1,6 @@
 #include "DesktopNotifications.h"
 
-#include "NotificationNames.h"
+#include "NotificationCall.h"
 #include "NotificationText.h"
 
 #include <QDBusArgument>
@@ -19,14 +19,7 @@ Q_LOGGING_CATEGORY(lcNotifications, "dialwise.desktop.notifications")
 namespace dialwise {
 namespace {
 
-QDBusMessage notificationsCall(const char *method)
-{
-    return QDBusMessage::createMethodCall(QString::fromLatin1(notifications::kService),
-                                          QString::fromLatin1(notifications::kPath),
-                                          QString::fromLatin1(notifications::kInterface), QString::fromLatin1(method));
-}
-
-// The picture as the notification specification's raw image: width, height, row stride, alpha,
+// The picture as the notification service's raw image: width, height, row stride, alpha,
 // bits per sample, channels, then the bytes, RGBA in that order.
 QVariant imageHint(const QImage &picture)
 {
@@ -93,7 +86,7 @@ void DesktopNotifications::askCapabilities()
         return;
     m_heldAtAsk = int(m_held.size());
     auto *watcher = new QDBusPendingCallWatcher(
-        m_bus.asyncCall(notificationsCall(notifications::kGetCapabilitiesMethod), kAnswerTimeoutMs), this);
+        m_bus.asyncCall(notifications::methodCall(notifications::kGetCapabilitiesMethod), kAnswerTimeoutMs), this);
     m_asking = watcher;
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *call) {
         call->deleteLater();
@@ -136,7 +129,7 @@ void DesktopNotifications::send(const Notice &notice, Posted posted)
     else
         appIcon = QStringLiteral(DIALWISE_APP_ID);
 
-    QDBusMessage notify = notificationsCall(notifications::kNotifyMethod);
+    QDBusMessage notify = notifications::methodCall(notifications::kNotifyMethod);
     notify << QString::fromLatin1(notifications::kAppName) << notice.replacesId << appIcon << notice.summary
            << notificationBody(notice.body, capabilities) << actions << hints << notifications::kServerDefaultTimeout;
     auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(notify, kAnswerTimeoutMs), this);
@@ -156,7 +149,7 @@ void DesktopNotifications::close(uint id)
 {
     if (id == 0 || !m_bus.isConnected())
         return;
-    QDBusMessage message = notificationsCall(notifications::kCloseMethod);
+    QDBusMessage message = notifications::methodCall(notifications::kCloseMethod);
     message << id;
     m_bus.call(message, QDBus::NoBlock);
 }

@@ -1,6 +1,6 @@
 #include "LinuxDesktopServices.h"
 
-#include "NotificationNames.h"
+#include "NotificationCall.h"
 #include "NotificationText.h"
 
 #include <QGuiApplication>
@@ -14,16 +14,6 @@
 Q_LOGGING_CATEGORY(lcDesktop, "dialwise.desktop")
 
 namespace dialwise {
-namespace {
-
-QDBusMessage notificationsCall(const char *method)
-{
-    return QDBusMessage::createMethodCall(QString::fromLatin1(notifications::kService),
-                                          QString::fromLatin1(notifications::kPath),
-                                          QString::fromLatin1(notifications::kInterface), QString::fromLatin1(method));
-}
-
-} // namespace
 
 void postDesktopNotification(const QDBusConnection &bus, const QString &title, const QString &body)
 {
@@ -33,7 +23,7 @@ void postDesktopNotification(const QDBusConnection &bus, const QString &title, c
     }
     // Ask what the server renders first, without blocking: a body like "<555>" must reach the
     // user as typed, which needs escaping only where the server parses markup.
-    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(notificationsCall(notifications::kGetCapabilitiesMethod)));
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(notifications::methodCall(notifications::kGetCapabilitiesMethod)));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, [bus, title, body](QDBusPendingCallWatcher *call) {
         call->deleteLater();
         QDBusPendingReply<QStringList> capabilities = *call;
@@ -41,7 +31,7 @@ void postDesktopNotification(const QDBusConnection &bus, const QString &title, c
             qCDebug(lcDesktop) << "no notification server:" << capabilities.error().message();
             return;
         }
-        QDBusMessage notify = notificationsCall(notifications::kNotifyMethod);
+        QDBusMessage notify = notifications::methodCall(notifications::kNotifyMethod);
         notify << QString::fromLatin1(notifications::kAppName) << 0u << QString() << title
                << notificationBody(body, capabilities.value()) << QStringList() << QVariantMap()
                << notifications::kServerDefaultTimeout;
