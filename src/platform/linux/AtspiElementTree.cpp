@@ -140,6 +140,15 @@ void reviveApplications(DBusConnection *bus)
         g_clear_pointer(&application->toolkit_version, g_free);
         g_clear_pointer(&application->atspi_version, g_free);
         gettimeofday(&application->time_added, nullptr);
+        // libatspi files the registry's object under the registry's unique name too, without a
+        // reference of its own, each time it fetches the desktop. Fetched again on the new bus
+        // under the same name (the new registry starts in the same order), it replaces the entry
+        // and so drops a reference it never took, and the registry's object would be freed at
+        // the next restart while libatspi still hands it out. This reference stands for the one
+        // libatspi drops; under a new name it is never dropped, and the object lives on, as it
+        // does anyway.
+        if (g_strcmp0(application->bus_name, ATSPI_DBUS_NAME_REGISTRY) == 0)
+            g_object_ref(application);
     }
 }
 
