@@ -7,6 +7,9 @@
 #include "X11Connection.h"
 
 #include <QClipboard>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -16,6 +19,9 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/types.h>
 
 using dialwise::testing::PhoneLinkFixtureProcess;
 using dialwise::testing::ShellRig;
@@ -544,6 +550,150 @@ TEST(PhoneLinkDetectionSwitch, handedOver_turnsDetectorOnThenOff)
     ASSERT_TRUE(click(fixture->numberCentre()));
     ASSERT_TRUE(fixture->waitForPopup());
     EXPECT_TRUE(waitForStrip(kScanBurstMs)) << logText().toStdString();
+}
+
+// The accessibility bus's owner on the session bus: the at-spi-bus-launcher.
+qint64 accessibilityBusLauncherPid()
+{
+    QDBusMessage ask = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                                      QStringLiteral("org.freedesktop.DBus"),
+                                                      QStringLiteral("GetConnectionUnixProcessID"));
+    ask << QStringLiteral("org.a11y.Bus");
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(ask, QDBus::Block, 2000);
+    return reply.type() == QDBusMessage::ReplyMessage ? qint64(reply.arguments().value(0).toUInt()) : 0;
+}
+
+// The processes a process started (the launcher's dbus-daemon).
+QList<qint64> childrenOf(qint64 pid)
+{
+    QList<qint64> children;
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile file(tasks.filePath(task + QStringLiteral("/children")));
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        for (const QByteArray &child : file.readAll().split(' ')) {
+            bool ok = false;
+            const qint64 id = child.trimmed().toLongLong(&ok);
+            if (ok)
+                children.append(id);
+        }
+    }
+    return children;
+}
+
+QString accessibilityBusAddress()
+{
+    QDBusMessage ask = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                                      QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+    // Only the launcher this test starts: the session bus would otherwise start one of its own.
+    ask.setAutoStartService(false);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(ask, QDBus::Block, 2000);
+    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString() : QString();
+}
+
+// The accessibility bus goes away under a running Dialwise and a new one comes up (a desktop
+// shell restarting): a program started afterwards is on the new bus only. Run as a ctest of its
+// own, on a fresh desktop: the bus it leaves behind is this test's own launcher's.
+TEST(PhoneLinkDetectionBusRestart, busKilledAndStartedAgain_clickAfterwardsShowsStrip)
+{
+    ShellRig rig;
+    ASSERT_TRUE(rig.startStandIn());
+    ASSERT_TRUE(rig.startPrimary({QStringLiteral("--detect-phone-links")})) << rig.primaryErrors().toStdString();
+    for (const QString &window : rig.visibleWindows())
+        rig.closeWindow(window);
+    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+    ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
+        << rig.primaryErrors().toStdString();
+    const QPoint away(1270, 1015);
+
+    // Found on the first bus.
+    auto fixture = PhoneLinkFixtureProcess::start(Toolkit::gtk);
+    ASSERT_TRUE(fixture);
+    ASSERT_TRUE(click(fixture->numberCentre()));
+    ASSERT_TRUE(fixture->waitForPopup());
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << logText().toStdString();
+    ASSERT_TRUE(click(away));
+    EXPECT_TRUE(stripGone(1000));
+    ShellRig::pump(kScanBurstMs); // the last scans of that click run out
+    fixture.reset();
+
+    // Three times: from the second on, libatspi's objects are those brought back the time before.
+    std::vector<std::unique_ptr<QProcess>> launchers;
+    struct StopLaunchers
+    {
+        std::vector<std::unique_ptr<QProcess>> &launchers;
+        ~StopLaunchers()
+        {
+            for (const auto &launcher : launchers) {
+                if (launcher->state() == QProcess::NotRunning)
+                    continue;
+                const QList<qint64> daemons = childrenOf(launcher->processId());
+                launcher->terminate();
+                if (!launcher->waitForFinished(3000))
+                    launcher->kill();
+                for (const qint64 daemon : daemons)
+                    ::kill(pid_t(daemon), SIGTERM);
+            }
+        }
+    } stopLaunchers{launchers};
+    const Toolkit programs[] = {Toolkit::gtk, Toolkit::qt};
+    for (int restart = 1; restart <= 3; ++restart) {
+        SCOPED_TRACE("restart " + std::to_string(restart));
+        // The launcher and its bus daemon are killed, as a crashing desktop shell takes them along.
+        const qint64 launcher = accessibilityBusLauncherPid();
+        ASSERT_GT(launcher, 0);
+        const QList<qint64> daemons = childrenOf(launcher);
+        ASSERT_FALSE(daemons.isEmpty()) << "the launcher has no bus daemon";
+        for (const qint64 daemon : daemons)
+            ASSERT_EQ(::kill(pid_t(daemon), SIGKILL), 0);
+        ASSERT_EQ(::kill(pid_t(launcher), SIGKILL), 0);
+        ASSERT_TRUE(ShellRig::waitUntil([] { return accessibilityBusLauncherPid() == 0; }, 5000));
+        // Dialwise goes on without one for a while, and a click's scans find no bus.
+        ShellRig::pump(500);
+        ASSERT_TRUE(click(away));
+        ShellRig::pump(kScanBurstMs);
+        ASSERT_EQ(::kill(rig.primaryPid(), 0), 0) << "Dialwise ended without the bus: " << rig.primaryErrors().toStdString();
+        const QByteArray errorsBeforeRestart = rig.primaryErrors();
+        EXPECT_EQ(errorsBeforeRestart.count("Accessibility bus restarted; reconnected"), restart - 1);
+
+        // A new bus, switched on as the helper script does it.
+        launchers.push_back(std::make_unique<QProcess>());
+        launchers.back()->start(QStringLiteral("/usr/libexec/at-spi-bus-launcher"), {QStringLiteral("--launch-immediately")});
+        ASSERT_TRUE(launchers.back()->waitForStarted(5000));
+        ASSERT_TRUE(ShellRig::waitUntil([] { return !accessibilityBusAddress().isEmpty(); }, 10000));
+        QDBusMessage enable = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                                             QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"));
+        enable << QStringLiteral("org.a11y.Status") << QStringLiteral("IsEnabled") << QVariant::fromValue(QDBusVariant(true));
+        EXPECT_EQ(QDBusConnection::sessionBus().call(enable, QDBus::Block, 2000).type(), QDBusMessage::ReplyMessage);
+
+        // A program started afterwards is on the new bus; a click on its number shows the strip.
+        for (const Toolkit toolkit : programs) {
+            SCOPED_TRACE(PhoneLinkFixtureProcess::toolkitName(toolkit).toStdString());
+            fixture = PhoneLinkFixtureProcess::start(toolkit);
+            ASSERT_TRUE(fixture);
+            const qsizetype logBefore = logText().size();
+            ASSERT_TRUE(click(fixture->numberCentre()));
+            const std::optional<QRect> popup = fixture->waitForPopup();
+            ASSERT_TRUE(popup);
+            const std::optional<Strip> strip = waitForStrip(kScanBurstMs);
+            ASSERT_TRUE(strip) << logText().mid(logBefore).toStdString()
+                               << rig.primaryErrors().mid(errorsBeforeRestart.size()).toStdString();
+            EXPECT_EQ(strip->geometry, expectedStrip(*popup));
+            EXPECT_TRUE(logText().mid(logBefore).contains(QStringLiteral("FOUND via new-window detection: +1 (555) 010-4477 at ") +
+                                                          logFrame(*popup)))
+                << logText().mid(logBefore).toStdString();
+            ASSERT_TRUE(click(away));
+            EXPECT_TRUE(stripGone(1000));
+            ShellRig::pump(kScanBurstMs); // the last scans of that click run out
+            fixture.reset();
+        }
+        // Said once for each restart.
+        EXPECT_EQ(rig.primaryErrors().count("Accessibility bus restarted; reconnected"), restart) << rig.primaryErrors().toStdString();
+        // Nothing of libatspi's or GLib's complaints about objects used after their end.
+        const QByteArray afterRestart = rig.primaryErrors().mid(errorsBeforeRestart.size());
+        EXPECT_FALSE(afterRestart.contains("CRITICAL")) << afterRestart.toStdString();
+    }
 }
 
 } // namespace

@@ -13,7 +13,11 @@
 #include <QRect>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <mutex>
+#include <sys/time.h>
+#include <vector>
 
 namespace dialwise {
 
@@ -26,6 +30,14 @@ using Clock = std::chrono::steady_clock;
 // The deepest element is reached well before this; it only stops a toolkit whose hit test
 // answers with an ancestor (or itself) from looping.
 constexpr int kMaxHitTestDepth = 32;
+
+// Counts the accessibility buses this process has been connected to. An element from an earlier
+// bus names a program by a bus name that may now belong to another program, so it is never asked
+// again.
+std::atomic<unsigned> g_busGeneration{0};
+// The bus libatspi was last connected to (a DBusConnection): whichever tree of the process notices
+// its end first takes libatspi off it; the others only connect again.
+void *g_libatspiBus = nullptr;
 
 class AtspiElement final : public Element
 {
@@ -43,6 +55,7 @@ public:
     // at twice the density still answers in its logical pixels, and says so nowhere on the bus.
     // Set for elements the text path found; 1 elsewhere.
     const double scale;
+    const unsigned busGeneration = g_busGeneration.load();
 };
 
 // Takes over the reference the caller holds.
@@ -62,7 +75,93 @@ double scaleOf(const ElementHandle &element)
 AtspiAccessible *unwrap(const ElementHandle &element)
 {
     const auto *atspi = dynamic_cast<const AtspiElement *>(element.get());
-    return atspi ? atspi->accessible : nullptr;
+    return atspi && atspi->busGeneration == g_busGeneration.load() ? atspi->accessible : nullptr;
+}
+
+// libatspi keeps one application object per bus name for the life of the process (in a table of
+// its own that nothing outside can reach or clear, not even atspi_exit), and hands that object
+// out again whenever the name turns up. Names such as ":1.7" are handed out afresh by every new
+// bus, so after the accessibility bus restarts a program would be found through the object of
+// whichever program had its name before: one libatspi has disposed (no bus, no element table:
+// every request fails) or one still tied to the dead bus. So every application object libatspi
+// makes is noted here, to be set up again for the new bus. The note goes when the object is
+// finalized (data, unlike a weak reference, outlives the dispose libatspi runs on them).
+std::mutex g_applicationsMutex;
+std::vector<AtspiApplication *> g_applications;
+void (*g_constructApplication)(GObject *) = nullptr;
+constexpr char kTrackedKey[] = "dialwise-tracked-application";
+
+void forgetApplication(gpointer application)
+{
+    const std::lock_guard lock(g_applicationsMutex);
+    std::erase(g_applications, static_cast<AtspiApplication *>(application));
+}
+
+void rememberApplication(GObject *object)
+{
+    if (g_constructApplication)
+        g_constructApplication(object);
+    {
+        const std::lock_guard lock(g_applicationsMutex);
+        g_applications.push_back(ATSPI_APPLICATION(object));
+    }
+    g_object_set_data_full(object, kTrackedKey, object, forgetApplication);
+}
+
+// Before libatspi makes its first application object.
+void trackApplications()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        // The class stays referenced for the life of the process.
+        auto *applicationClass = G_OBJECT_CLASS(g_type_class_ref(ATSPI_TYPE_APPLICATION));
+        g_constructApplication = applicationClass->constructed;
+        applicationClass->constructed = rememberApplication;
+    });
+}
+
+// After atspi_exit(): every application object off the dead bus, its elements disposed, as
+// libatspi does with a program that leaves the bus. Its own dispose would ask libatspi for the
+// current bus and so connect again (and abort the process when there is none), so the bus
+// reference is let go here first.
+void disposeApplications(DBusConnection *deadBus)
+{
+    const std::lock_guard lock(g_applicationsMutex);
+    for (AtspiApplication *application : g_applications) {
+        if (DBusConnection *bus = std::exchange(application->bus, nullptr)) {
+            if (bus != deadBus)
+                dbus_connection_close(bus); // the program's own connection, libatspi's to close
+            dbus_connection_unref(bus);
+        }
+        g_object_run_dispose(G_OBJECT(application));
+    }
+}
+
+// After atspi_init() on the new bus: every application object as libatspi sets up a new one, on
+// the shared bus (where requests stay anyway, see keepOnSharedBus).
+void reviveApplications(DBusConnection *bus)
+{
+    const std::lock_guard lock(g_applicationsMutex);
+    for (AtspiApplication *application : g_applications) {
+        if (!application->hash)
+            application->hash = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_object_unref);
+        if (!application->bus)
+            application->bus = dbus_connection_ref(bus);
+        application->cache = ATSPI_CACHE_UNDEFINED;
+        g_clear_pointer(&application->toolkit_name, g_free);
+        g_clear_pointer(&application->toolkit_version, g_free);
+        g_clear_pointer(&application->atspi_version, g_free);
+        gettimeofday(&application->time_added, nullptr);
+        // libatspi files the registry's object under the registry's unique name too, without a
+        // reference of its own, each time it fetches the desktop. Fetched again on the new bus
+        // under the same name (the new registry starts in the same order), it replaces the entry
+        // and so drops a reference it never took, and the registry's object would be freed at
+        // the next restart while libatspi still hands it out. This reference stands for the one
+        // libatspi drops; under a new name it is never dropped, and the object lives on, as it
+        // does anyway.
+        if (g_strcmp0(application->bus_name, ATSPI_DBUS_NAME_REGISTRY) == 0)
+            g_object_ref(application);
+    }
 }
 
 QString busNameOf(AtspiAccessible *accessible)
@@ -160,23 +259,75 @@ AtspiElementTree::AtspiElementTree(std::shared_ptr<X11Connection> x11)
 {
 }
 
+bool AtspiElementTree::connect()
+{
+    trackApplications();
+    // 1: already connected by another tree of this process; both are fine.
+    const int code = atspi_init();
+    if (code > 1) {
+        // No accessibility bus. libatspi now counts itself initialised without a bus and
+        // would abort the process at its next request; undone, so the next try starts clean.
+        atspi_exit();
+        return false;
+    }
+    const int timeout = int(kCallTimeout.count());
+    // The second value applies to programs that joined the bus in the last few seconds.
+    atspi_set_timeout(timeout, timeout);
+    auto *bus = atspi_get_a11y_bus();
+    g_libatspiBus = bus;
+    m_bus = dbus_connection_ref(bus);
+    m_connected = true;
+    m_busContext = nullptr; // atspi_init() attaches its bus to the default context
+    if (m_busLost) {
+        if (code == 0) {
+            reviveApplications(bus);
+            // libatspi skips attaching the new bus to the context it was last given, which is
+            // this thread's: given the default one first, it moves the bus from there below.
+            atspi_set_main_context(g_main_context_default());
+        }
+        m_busLost = false;
+        qCInfo(lcAtspi) << "Accessibility bus restarted; reconnected";
+    }
+    return true;
+}
+
+void AtspiElementTree::dropLostBus()
+{
+    auto *deadBus = static_cast<DBusConnection *>(m_bus);
+    // Not a single request is left in flight here: the requests of this tree are synchronous and
+    // made on this thread only, so the bus is swapped between two of them.
+    if (deadBus == g_libatspiBus) {
+        atspi_exit();
+        disposeApplications(deadBus);
+        ++g_busGeneration;
+        g_libatspiBus = nullptr;
+    }
+    dbus_connection_unref(deadBus);
+    m_bus = nullptr;
+    for (void *connection : std::as_const(m_privateConnections)) {
+        dbus_connection_close(static_cast<DBusConnection *>(connection));
+        dbus_connection_unref(static_cast<DBusConnection *>(connection));
+    }
+    m_privateConnections.clear();
+    m_unresponsiveUntil.clear(); // bus names of the old bus
+    m_connected = false;
+    m_busLost = true;
+    m_nextConnectTry = Clock::now();
+}
+
 bool AtspiElementTree::connected()
 {
+    // The connection notices the bus's end on its next read: in this thread's event loop between
+    // two scans, or at the latest in the request that fails on it.
+    if (m_connected && !dbus_connection_get_is_connected(static_cast<DBusConnection *>(m_bus)))
+        dropLostBus();
     if (!m_connected) {
-        // 1: already connected by another tree of this process; both are fine.
-        const int code = atspi_init();
-        if (code > 1) {
-            // No accessibility bus. libatspi now counts itself initialised without a bus and
-            // would abort the process at its next request; undone, so the next try starts clean.
-            atspi_exit();
+        if (m_busLost && Clock::now() < m_nextConnectTry)
+            return false;
+        if (!connect()) {
+            m_nextConnectTry = Clock::now() + kReconnectPause;
             return false;
         }
-        const int timeout = int(kCallTimeout.count());
-        // The second value applies to programs that joined the bus in the last few seconds.
-        atspi_set_timeout(timeout, timeout);
-        m_connected = true;
-        m_bus = atspi_get_a11y_bus();
-        m_busContext = nullptr; // atspi_init() attaches its bus to the default context
     }
     // libatspi reads its bus (other programs' signals, its cache updates) from the event loop of
     // the context it is attached to. That must be the loop of the thread that makes the requests:
@@ -202,6 +353,8 @@ bool AtspiElementTree::connected()
 
 AtspiElementTree::~AtspiElementTree()
 {
+    if (m_bus)
+        dbus_connection_unref(static_cast<DBusConnection *>(m_bus));
     for (void *connection : std::as_const(m_privateConnections)) {
         dbus_connection_close(static_cast<DBusConnection *>(connection));
         dbus_connection_unref(static_cast<DBusConnection *>(connection));

@@ -33,6 +33,10 @@ public:
     static constexpr std::chrono::milliseconds kCallTimeout{300};
     // Long enough to cover the rest of one click's scan attempts (1.5 s).
     static constexpr std::chrono::milliseconds kUnresponsivePause{2000};
+    // After the accessibility bus went away, how often to look for its successor: a desktop
+    // shell brings a new one up within a second or two, and each try while there is none costs
+    // an X property read and a failed connect.
+    static constexpr std::chrono::milliseconds kReconnectPause{1000};
 
     // x11 finds the topmost window at a point for copyElementAtPosition; null without X11.
     // Nothing is asked of the accessibility bus before the first request, so the tree may be made
@@ -64,6 +68,11 @@ private:
     // Connects libatspi on first use and ties its bus to the calling thread's event loop; false
     // while there is no accessibility bus (every request then answers "cannot complete").
     bool connected();
+    // Connects libatspi; after a lost bus, also brings its programs back (see the .cpp).
+    bool connect();
+    // The accessibility bus went away (its daemon ended, as when a desktop shell restarts):
+    // libatspi and every program it knew are taken off it, to be connected afresh.
+    void dropLostBus();
     // Keeps the element's program on the accessibility bus (see the .cpp); takes an AtspiAccessible.
     void keepOnSharedBus(_AtspiAccessible *accessible);
     void orderFrontToBack(QList<ElementHandle> &windows);
@@ -82,9 +91,13 @@ private:
     // Bus names of programs that let a call time out, with when to try them again.
     QHash<QString, std::chrono::steady_clock::time_point> m_unresponsiveUntil;
     bool m_connected = false;
+    // Set while the bus has been lost and not yet found again.
+    bool m_busLost = false;
+    std::chrono::steady_clock::time_point m_nextConnectTry;
     // The GLib main context libatspi's bus is attached to (a GMainContext; null: the default one).
     void *m_busContext = nullptr;
-    // libatspi's connection to the accessibility bus (a DBusConnection), while connected.
+    // libatspi's connection to the accessibility bus (a DBusConnection, our reference), while
+    // connected.
     void *m_bus = nullptr;
     // Programs' private connections taken over from libatspi (DBusConnections).
     QList<void *> m_privateConnections;
