@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QDir>
 #include <QImage>
@@ -204,6 +205,40 @@ TEST_F(StripFixture, clickRunsActionOnce_closedStripIsGoneAndSilent)
     emit strip->button()->clicked(); // a late click on a closed strip reaches nobody
     EXPECT_EQ(clicks, 1);
     EXPECT_TRUE(QTest::qWaitFor([&] { return guard.isNull(); }));
+}
+
+TEST_F(StripFixture, closedStripsLeaveNoAccessibleBehind_eachNewStripPublishedWithItsButton)
+{
+    // Strip after strip, as the detector shows and closes them: the allocator hands the same few
+    // addresses out again, and each new strip must still be one of the application's accessible
+    // windows, with its own button under it, for a screen reader to find it.
+    QAccessibleInterface *application = QAccessible::queryAccessibleInterface(qApp);
+    ASSERT_TRUE(application);
+    for (int i = 0; i < 200; ++i) {
+        const bool withNumber = i % 2 == 1;
+        CompanionPanel *strip = show(withNumber ? QStringLiteral("+1 (555) 010-0000") : QStringLiteral("unknown"));
+        ASSERT_TRUE(strip);
+        QPointer<CompanionPanel> guard(strip);
+
+        QAccessibleInterface *window = QAccessible::queryAccessibleInterface(strip);
+        ASSERT_TRUE(window);
+        ASSERT_EQ(window->object(), strip) << "strip " << i << " is published through a dead accessible";
+        bool listed = false;
+        for (int c = 0; c < application->childCount(); ++c) {
+            QAccessibleInterface *child = application->child(c);
+            listed = listed || (child && child->object() == strip);
+        }
+        EXPECT_TRUE(listed) << "strip " << i << " missing from the application's windows";
+        QAccessibleInterface *button = window->childCount() > 0 ? window->child(0) : nullptr;
+        ASSERT_TRUE(button) << "strip " << i;
+        EXPECT_EQ(button->object(), strip->button()) << "strip " << i;
+        EXPECT_EQ(button->role(), QAccessible::Button);
+        EXPECT_EQ(button->text(QAccessible::Name), withNumber ? QStringLiteral("Call with Dialwise +1 (555) 010-0000")
+                                                              : QStringLiteral("Call with Dialwise"));
+
+        panel->close();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return guard.isNull(); })) << "strip " << i;
+    }
 }
 
 } // namespace

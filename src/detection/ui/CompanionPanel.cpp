@@ -31,7 +31,11 @@ public:
         if (!m_panel)
             return;
         // Later, not now: the close may come from the strip's own button while it is clicked.
-        m_panel->disconnect();
+        // Only the click is cut: a blanket disconnect() would also cut Qt's accessibility cache
+        // from the strip's destroyed() signal, so the strip's dead accessible would stay cached
+        // under its address, and the next strip allocated there would be published through it:
+        // a screen reader would find no strip in Dialwise at all.
+        QObject::disconnect(m_panel, &CompanionPanel::clicked, nullptr, nullptr);
         m_panel->hide();
         m_panel->deleteLater();
         m_panel = nullptr;
