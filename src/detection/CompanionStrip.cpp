@@ -5,6 +5,7 @@
 #include "CallManager.h"
 #include "CompanionTitle.h"
 #include "DetectorText.h"
+#include "StripTiming.h"
 
 #include <QPointer>
 
@@ -14,16 +15,8 @@
 namespace dialwise {
 namespace {
 
-using namespace std::chrono_literals;
-
-// One row of the popup's own height.
-constexpr double kStripHeight = 30;
 // The strip's top covers the popup's lower edge by this much, so that the two read as one.
 constexpr double kStripOverlap = 8;
-// Twice a second is quick enough that the strip never visibly outlives its popup.
-constexpr std::chrono::milliseconds kPollInterval = 500ms;
-// A strip nobody used is in the way after this long.
-constexpr std::chrono::milliseconds kDismissAfter = 20s;
 // The popup's window may be redrawn a few points off (shadow, animation) and is still the same.
 constexpr double kSameFrameTolerance = 30;
 
@@ -41,7 +34,7 @@ void DataDetectorMonitor::showCompanionPanel(const QRectF &popupFrame, const QSt
 
     // The log writes the strip bottom-left-origin against the main screen; the strip's window
     // places itself from the popup's own frame, on whichever monitor holds it.
-    const StripPlacement placement{popupFrame, kStripHeight, kStripOverlap};
+    const StripPlacement placement{popupFrame, strip::kHeight, kStripOverlap};
     const QRectF frame = placement.bottomLeftFrame(*screenHeight);
     log(QStringLiteral("  [Panel] Showing at NS frame ") + detectortext::frame(frame) + QStringLiteral(" (overlap ")
         + detectortext::number(kStripOverlap) + QStringLiteral("px) for phone '") + phoneNumber + u'\'');
@@ -53,7 +46,7 @@ void DataDetectorMonitor::showCompanionPanel(const QRectF &popupFrame, const QSt
 
     if (pollTimer)
         pollTimer->cancel();
-    pollTimer = m_services.scheduler->runRepeating(kPollInterval, this, [this] {
+    pollTimer = m_services.scheduler->runRepeating(strip::kPollInterval, this, [this] {
         if (!isDDPopupStillVisible()) {
             log(QStringLiteral("  [Panel] DD popup dismissed, removing companion"));
             dismissCompanionPanel();
@@ -61,7 +54,7 @@ void DataDetectorMonitor::showCompanionPanel(const QRectF &popupFrame, const QSt
     });
     if (dismissTimer)
         dismissTimer->cancel();
-    dismissTimer = m_services.scheduler->runOnce(kDismissAfter, this, [this] { dismissCompanionPanel(); });
+    dismissTimer = m_services.scheduler->runOnce(strip::kDismissAfter, this, [this] { dismissCompanionPanel(); });
 }
 
 bool DataDetectorMonitor::isDDPopupStillVisible()

@@ -6,6 +6,7 @@
 
 #include "CallManager.h"
 #include "DetectorText.h"
+#include "StripTiming.h"
 
 #include <QPointer>
 
@@ -15,16 +16,8 @@
 namespace dialwise {
 namespace {
 
-using namespace std::chrono_literals;
-
-// The strip under a number: one row, as under a popup, and wide enough for the button's text and
-// a number in its display form.
+// The strip under a number is wide enough for the button's text and a number in its display form.
 constexpr double kTextStripWidth = 260;
-constexpr double kTextStripHeight = 30;
-// As the popup strip's poll: twice a second, so that the strip never visibly outlives its number.
-constexpr std::chrono::milliseconds kTextPollInterval = 500ms;
-// As the popup strip's: a strip nobody used is in the way after this long.
-constexpr std::chrono::milliseconds kTextDismissAfter = 20s;
 // A number redrawn where it was may come back a pixel off (rounding of a scaled layout); a scroll
 // or an edit moves it by a whole character or line.
 constexpr double kSameNumberTolerance = 2;
@@ -99,7 +92,7 @@ void DataDetectorMonitor::showTextCompanion(const ElementHandle &element, const 
         return;
     m_shownTextNumber = ShownTextNumber{element, number, bounds};
 
-    const StripPlacement placement{bounds, kTextStripHeight, 0, kTextStripWidth};
+    const StripPlacement placement{bounds, strip::kHeight, 0, kTextStripWidth};
     log(QStringLiteral("  [Panel] Showing under the number at NS frame ")
         + detectortext::frame(placement.bottomLeftFrame(*screenHeight)) + QStringLiteral(" for phone '")
         + number.number + u'\'');
@@ -108,13 +101,13 @@ void DataDetectorMonitor::showTextCompanion(const ElementHandle &element, const 
             self->companionItemClicked();
     });
 
-    pollTimer = m_services.scheduler->runRepeating(kTextPollInterval, this, [this] {
+    pollTimer = m_services.scheduler->runRepeating(strip::kPollInterval, this, [this] {
         if (!isClickedNumberStillShown()) {
             log(QStringLiteral("  [Panel] Number moved or gone, removing companion"));
             dismissCompanionPanel();
         }
     });
-    dismissTimer = m_services.scheduler->runOnce(kTextDismissAfter, this, [this] { dismissCompanionPanel(); });
+    dismissTimer = m_services.scheduler->runOnce(strip::kDismissAfter, this, [this] { dismissCompanionPanel(); });
 }
 
 bool DataDetectorMonitor::isClickedNumberStillShown()

@@ -896,58 +896,56 @@ int AtspiElementTree::copyTextElementAtPosition(float x, float y, ElementHandle 
     return kSuccess;
 }
 
-int AtspiElementTree::copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts)
+template <typename Work>
+int AtspiElementTree::askText(const ElementHandle &element, QStringView what, int noText, Work &&work)
 {
-    facts.reset();
     AtspiAccessible *accessible = unwrap(element);
     if (!accessible)
         return kCannotComplete;
     Call call(*this, accessible);
     if (call.refused())
         return kCannotComplete;
-    call.what = u"Text";
+    call.what = what;
     AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
     if (!text)
-        return call.result();
-    const gint count = call.ask([&] { return atspi_text_get_character_count(text, &call.error); });
+        return call.result(noText);
+    work(call, accessible, text);
     g_object_unref(text);
-    if (call.error || call.timedOut)
-        return call.result();
-    // Qt's bridge counts UTF-16 units in every offset and count; the other toolkits count
-    // characters (code points).
-    const QString toolkit = takeString(call.ask([&] { return atspi_accessible_get_toolkit_name(accessible, &call.error); }));
-    const int code = call.result();
+    return call.result();
+}
+
+int AtspiElementTree::copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts)
+{
+    facts.reset();
+    const int code = askText(element, u"Text", kSuccess, [&](Call &call, AtspiAccessible *accessible, AtspiText *text) {
+        const gint count = call.ask([&] { return atspi_text_get_character_count(text, &call.error); });
+        if (call.error || call.timedOut)
+            return;
+        // Qt's bridge counts UTF-16 units in every offset and count; the other toolkits count
+        // characters (code points).
+        const QString toolkit = takeString(call.ask([&] { return atspi_accessible_get_toolkit_name(accessible, &call.error); }));
+        facts = TextFacts{int(count), toolkit == QLatin1String("Qt") ? OffsetUnit::Utf16Units : OffsetUnit::CodePoints};
+    });
     if (code != kSuccess)
-        return code;
-    facts = TextFacts{int(count), toolkit == QLatin1String("Qt") ? OffsetUnit::Utf16Units : OffsetUnit::CodePoints};
-    return kSuccess;
+        facts.reset();
+    return code;
 }
 
 int AtspiElementTree::copyOffsetAtPosition(const ElementHandle &element, float x, float y, int &offset)
 {
     offset = -1;
-    AtspiAccessible *accessible = unwrap(element);
-    if (!accessible)
-        return kCannotComplete;
-    Call call(*this, accessible);
-    if (call.refused())
-        return kCannotComplete;
-    call.what = u"Text offset";
-    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
-    if (!text)
-        return call.result(kAttributeUnsupported);
     const double scale = scaleOf(element);
     const gint px = gint(std::floor(x / scale));
     const gint py = gint(std::floor(y / scale));
-    for (int ask = 0; ask < 2 && !call.timedOut && !call.error; ++ask) {
-        if (ask > 0)
-            g_usleep(gulong(std::chrono::microseconds(kFirstAskRetry).count()));
-        offset = call.ask([&] { return atspi_text_get_offset_at_point(text, px, py, ATSPI_COORD_TYPE_SCREEN, &call.error); });
-        if (offset >= 0)
-            break;
-    }
-    g_object_unref(text);
-    const int code = call.result();
+    const int code = askText(element, u"Text offset", kAttributeUnsupported, [&](Call &call, AtspiAccessible *, AtspiText *text) {
+        for (int ask = 0; ask < 2 && !call.timedOut && !call.error; ++ask) {
+            if (ask > 0)
+                g_usleep(gulong(std::chrono::microseconds(kFirstAskRetry).count()));
+            offset = call.ask([&] { return atspi_text_get_offset_at_point(text, px, py, ATSPI_COORD_TYPE_SCREEN, &call.error); });
+            if (offset >= 0)
+                break;
+        }
+    });
     if (code != kSuccess)
         offset = -1;
     return code;
@@ -956,19 +954,10 @@ int AtspiElementTree::copyOffsetAtPosition(const ElementHandle &element, float x
 int AtspiElementTree::copyText(const ElementHandle &element, const TextSpan &span, QString &result)
 {
     result.clear();
-    AtspiAccessible *accessible = unwrap(element);
-    if (!accessible)
-        return kCannotComplete;
-    Call call(*this, accessible);
-    if (call.refused())
-        return kCannotComplete;
-    call.what = u"Text read";
-    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
-    if (!text)
-        return call.result(kAttributeUnsupported);
-    const QString read = takeString(call.ask([&] { return atspi_text_get_text(text, span.start, span.end, &call.error); }));
-    g_object_unref(text);
-    const int code = call.result();
+    QString read;
+    const int code = askText(element, u"Text read", kAttributeUnsupported, [&](Call &call, AtspiAccessible *, AtspiText *text) {
+        read = takeString(call.ask([&] { return atspi_text_get_text(text, span.start, span.end, &call.error); }));
+    });
     if (code == kSuccess)
         result = read;
     return code;
@@ -977,31 +966,21 @@ int AtspiElementTree::copyText(const ElementHandle &element, const TextSpan &spa
 int AtspiElementTree::copyRangeExtents(const ElementHandle &element, const TextSpan &span, QRectF &bounds)
 {
     bounds = QRectF();
-    AtspiAccessible *accessible = unwrap(element);
-    if (!accessible)
-        return kCannotComplete;
-    Call call(*this, accessible);
-    if (call.refused())
-        return kCannotComplete;
-    call.what = u"Text extents";
-    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
-    if (!text)
-        return call.result(kAttributeUnsupported);
     QRectF rect;
-    for (int ask = 0; ask < 2 && !call.timedOut && !call.error; ++ask) {
-        if (ask > 0)
-            g_usleep(gulong(std::chrono::microseconds(kFirstAskRetry).count()));
-        AtspiRect *extents = call.ask(
-            [&] { return atspi_text_get_range_extents(text, span.start, span.end, ATSPI_COORD_TYPE_SCREEN, &call.error); });
-        if (extents) {
-            rect = QRectF(extents->x, extents->y, extents->width, extents->height);
-            g_free(extents);
+    const int code = askText(element, u"Text extents", kAttributeUnsupported, [&](Call &call, AtspiAccessible *, AtspiText *text) {
+        for (int ask = 0; ask < 2 && !call.timedOut && !call.error; ++ask) {
+            if (ask > 0)
+                g_usleep(gulong(std::chrono::microseconds(kFirstAskRetry).count()));
+            AtspiRect *extents = call.ask(
+                [&] { return atspi_text_get_range_extents(text, span.start, span.end, ATSPI_COORD_TYPE_SCREEN, &call.error); });
+            if (extents) {
+                rect = QRectF(extents->x, extents->y, extents->width, extents->height);
+                g_free(extents);
+            }
+            if (rect.width() > 0 && rect.height() > 0)
+                break;
         }
-        if (rect.width() > 0 && rect.height() > 0)
-            break;
-    }
-    g_object_unref(text);
-    const int code = call.result();
+    });
     if (code != kSuccess)
         return code;
     if (rect.width() > 0 && rect.height() > 0) {

@@ -86,6 +86,11 @@ private:
     bool hasText(const ElementHandle &element);
     // Its extents in the program's own coordinates, if it answers with any.
     std::optional<QRectF> extentsOf(const ElementHandle &element);
+    // One timed request to an element's Text interface: work(call, accessible, text) runs only
+    // when the element has one; noText is the answer when it has none. The result code as for
+    // every request.
+    template <typename Work>
+    int askText(const ElementHandle &element, QStringView what, int noText, Work &&work);
     friend struct Call;
     std::shared_ptr<X11Connection> m_x11;
     // Bus names of programs that let a call time out, with when to try them again.
