@@ -3,6 +3,8 @@
 BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 CTEST_ARGS ?=
+# WERROR=ON turns every compiler warning into an error (CI builds this way).
+WERROR ?= OFF
 
 .PHONY: all deps configure build run test bench package clean
 
@@ -17,11 +19,14 @@ deps:
 PREFIX := /usr
 
 $(BUILD_DIR)/build.ninja:
-	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DCMAKE_INSTALL_PREFIX=$(PREFIX) \
+		-DDIALWISE_WERROR=$(WERROR)
 
 configure: deps $(BUILD_DIR)/build.ninja
 	@grep -qx 'CMAKE_INSTALL_PREFIX:PATH=$(PREFIX)' $(BUILD_DIR)/CMakeCache.txt \
 		|| cmake -S . -B $(BUILD_DIR) -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	@grep -qx 'DIALWISE_WERROR:BOOL=$(WERROR)' $(BUILD_DIR)/CMakeCache.txt \
+		|| cmake -S . -B $(BUILD_DIR) -DDIALWISE_WERROR=$(WERROR)
 
 build: configure
 	cmake --build $(BUILD_DIR)

@@ -3,10 +3,10 @@
 // `chromium --app=<page>` (a new window mapped and the page requested). Run inside
 // tests/run-in-desktop. Both keep their profile between runs, as on a user's desktop.
 //   ColdStartBench [runs] [--no-chromium]
-#include "BusNames.h"
-#include "HandoverColdStartTiming.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "app/BusNames.h"
+#include "bench/HandoverColdStartTiming.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

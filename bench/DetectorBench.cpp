@@ -1,12 +1,12 @@
 // The phone-link detector's cost: one performScan() over element trees of growing size (time per
 // scan and per element, to show that the walk grows linearly), and `dialwise --replay-detector`
 // on a 1,000-element scenario from process start to exit.
-#include "CallManager.h"
-#include "CallManagerRig.h"
-#include "DataDetectorMonitor.h"
-#include "LibPhoneNumberFinder.h"
-#include "ScriptedDesktop.h"
-#include "VirtualScheduler.h"
+#include "calling/CallManager.h"
+#include "tests/fakes/CallManagerRig.h"
+#include "detection/DataDetectorMonitor.h"
+#include "detection/LibPhoneNumberFinder.h"
+#include "detection/replay/ScriptedDesktop.h"
+#include "calling/VirtualScheduler.h"
 
 #include <benchmark/benchmark.h>
 

@@ -4,8 +4,8 @@
 // detector. Run under tests/run-in-desktop tests/with-accessibility-bus (bench/detector.sh).
 //   bench_detector_click [ITERATIONS=20] [IDLE_SECONDS=60] [qt|gtk] [SCALE=1]
 // SCALE is Dialwise's QT_SCALE_FACTOR (a 2x desktop); the fixture keeps drawing at 1x.
-#include "PhoneLinkFixtureProcess.h"
-#include "ShellRig.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QElapsedTimer>
 #include <QFile>

@@ -4,8 +4,8 @@
 // window), timed from the launcher's start to its exit, with the detector on and then off.
 // Run under tests/run-in-desktop tests/with-accessibility-bus (bench/detector.sh).
 //   bench_detector_handover [ITERATIONS=10] [qt|gtk]
-#include "PhoneLinkFixtureProcess.h"
-#include "ShellRig.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>

@@ -3,15 +3,15 @@
 // the Linux backends, in this process (no strip is drawn; a recording panel view stands in).
 // Run under tests/run-in-desktop tests/with-accessibility-bus (bench/detector.sh).
 //   bench_detector_scan [ITERATIONS=20] [qt|gtk] [ELEMENTS=1000]
-#include "CallManager.h"
-#include "Clock.h"
-#include "DataDetectorMonitor.h"
-#include "LibPhoneNumberFinder.h"
-#include "LinuxDetectionBackends.h"
-#include "PhoneLinkFixtureProcess.h"
-#include "QtScheduler.h"
-#include "ScriptedDesktop.h"
-#include "CallManagerRig.h"
+#include "calling/CallManager.h"
+#include "calling/Clock.h"
+#include "detection/DataDetectorMonitor.h"
+#include "detection/LibPhoneNumberFinder.h"
+#include "platform/linux/LinuxDetectionBackends.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "calling/QtScheduler.h"
+#include "detection/replay/ScriptedDesktop.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

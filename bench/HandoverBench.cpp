@@ -3,9 +3,9 @@
 // Chromium's own single-instance hand-over: `chromium --app=<new-call address>` while a
 // `chromium --app` with the same profile runs. Run inside tests/run-in-desktop.
 //   HandoverBench [runs] [--no-chromium]
-#include "HandoverColdStartTiming.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "bench/HandoverColdStartTiming.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QDir>

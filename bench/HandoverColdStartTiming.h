@@ -3,7 +3,7 @@
 // What the hand-over and cold-start benchmarks share: figures, the arrival clock on the stand-in
 // and the Chromium command line they compare against.
 
-#include "VoiceStandIn.h"
+#include "tests/support/VoiceStandIn.h"
 
 #include <QElapsedTimer>
 #include <QHash>

@@ -10,9 +10,9 @@
 // Run inside tests/run-in-desktop with DIALWISE_E2E_PROGRAM, DIALWISE_E2E_HOSTILE_CLIENT and
 // DIALWISE_E2E_SILENT_OWNER set (bench/HostileLoad.sh does):
 //   HostileLoadBench [runs]
-#include "HandoverColdStartTiming.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "bench/HandoverColdStartTiming.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 

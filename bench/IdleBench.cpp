@@ -6,10 +6,10 @@
 //   IdleBench [seconds per window state, default 60] [--no-chromium] [--open-connection]
 // --open-connection: the calls page asks for notification permission and keeps a request open
 // that the stand-in never answers, as the web app keeps its connection for incoming calls.
-#include "HandoverColdStartTiming.h"
-#include "ProcessTree.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "bench/HandoverColdStartTiming.h"
+#include "bench/ProcessTree.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

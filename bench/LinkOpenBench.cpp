@@ -8,9 +8,9 @@
 // The series alternate run by run, so that a busy moment of the machine hits all three alike.
 // Run inside tests/run-in-desktop (bench/link-open.sh does).
 //   LinkOpenBench [runs]
-#include "HandoverColdStartTiming.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "bench/HandoverColdStartTiming.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,6 +1,6 @@
 // Normalisation throughput, single thread, per kind of input. The corpus is generated here from
 // a fixed seed, so every run and every machine measures the same 10,000 lines.
-#include "PhoneNumbers.h"
+#include "calling/PhoneNumbers.h"
 
 #include <benchmark/benchmark.h>
 

@@ -7,10 +7,10 @@
 //     the page raises 1,000 notifications a second.
 // Run inside tests/run-in-desktop:
 //   NotificationBench [notifications, default 50] [hand-overs per case, default 10]
-#include "HandoverColdStartTiming.h"
-#include "NotificationServerStandIn.h"
-#include "NotifyingPage.h"
-#include "ShellRig.h"
+#include "bench/HandoverColdStartTiming.h"
+#include "tests/support/NotificationServerStandIn.h"
+#include "tests/e2e/NotifyingPage.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QCoreApplication>
 

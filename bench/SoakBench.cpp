@@ -8,9 +8,9 @@
 // Run inside tests/run-in-desktop.
 //   SoakBench [hand-overs 2000] [show/hide cycles 200] [renderer kills 20] [reloads 100] [minutes 30]
 //             [warm-up hand-overs 300]
-#include "ProcessTree.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "bench/ProcessTree.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

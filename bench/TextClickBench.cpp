@@ -5,13 +5,13 @@
 // through the same monitor and backends. Run under tests/run-in-desktop
 // tests/with-accessibility-bus (bench/text-click.sh).
 //   bench_text_click [ITERATIONS=20] [gtk-label|gtk-editor|qt-editor|firefox ...]
-#include "DataDetectorMonitor.h"
-#include "LinuxDetectionBackends.h"
-#include "ManualScheduler.h"
-#include "ScriptedDesktop.h"
-#include "ShellRig.h"
-#include "TextNumberFinder.h"
-#include "CallManagerRig.h"
+#include "detection/DataDetectorMonitor.h"
+#include "platform/linux/LinuxDetectionBackends.h"
+#include "tests/fakes/ManualScheduler.h"
+#include "detection/replay/ScriptedDesktop.h"
+#include "tests/e2e/ShellRig.h"
+#include "detection/TextNumberFinder.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <QDir>
 #include <QElapsedTimer>

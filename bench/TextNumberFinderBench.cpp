@@ -1,7 +1,7 @@
 // What the number finder costs per click on a program's text: the read around the click (513
 // characters, as spanToRead gives it inside a long document) with the clicked number in it, with
 // words only, and with digits that make no number; in code points and in Qt's UTF-16 units.
-#include "TextNumberFinder.h"
+#include "detection/TextNumberFinder.h"
 
 #include <benchmark/benchmark.h>
 

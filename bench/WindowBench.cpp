@@ -6,13 +6,13 @@
 // 2. construction to the web app's first request (the calls page) at a local stand-in,
 // 3. showAndCall() to the new-call request at the stand-in.
 // Prints one line per figure; medians over the iterations.
-#include "CallManager.h"
-#include "QtScheduler.h"
-#include "RendererSetup.h"
-#include "GoogleVoiceWindow.h"
-#include "VoiceAddress.h"
-#include "VoiceStandIn.h"
-#include "WebEngineTestSetup.h"
+#include "calling/CallManager.h"
+#include "calling/QtScheduler.h"
+#include "app/RendererSetup.h"
+#include "webcall/GoogleVoiceWindow.h"
+#include "calling/VoiceAddress.h"
+#include "tests/support/VoiceStandIn.h"
+#include "tests/support/WebEngineTestSetup.h"
 
 #include <QApplication>
 #include <QDir>

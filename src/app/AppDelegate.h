@@ -1,8 +1,8 @@
 #pragma once
 
-#include "HiddenWindowNotice.h"
-#include "InboundHandler.h"
-#include "LaunchRequest.h"
+#include "app/HiddenWindowNotice.h"
+#include "app/InboundHandler.h"
+#include "app/LaunchRequest.h"
 
 #include <QIcon>
 #include <QObject>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "LaunchRequest.h"
+#include "app/LaunchRequest.h"
 
 #include <QString>
 #include <QStringList>

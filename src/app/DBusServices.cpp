@@ -1,9 +1,9 @@
-#include "DBusServices.h"
+#include "app/DBusServices.h"
 
-#include "BusNames.h"
-#include "InboundRequests.h"
-#include "IntakeLimits.h"
-#include "LinuxDesktopServices.h"
+#include "app/BusNames.h"
+#include "app/InboundRequests.h"
+#include "app/IntakeLimits.h"
+#include "platform/linux/LinuxDesktopServices.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

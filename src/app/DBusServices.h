@@ -1,6 +1,6 @@
 #pragma once
 
-#include "InboundHandler.h"
+#include "app/InboundHandler.h"
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusMessage>

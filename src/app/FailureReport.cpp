@@ -1,4 +1,4 @@
-#include "FailureReport.h"
+#include "app/FailureReport.h"
 
 #include <QByteArray>
 

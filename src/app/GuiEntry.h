@@ -1,6 +1,6 @@
 #pragma once
 
-#include "LaunchRequest.h"
+#include "app/LaunchRequest.h"
 
 // The one symbol the launcher looks up in the dialwise-gui module. Launcher and module are built
 // together from the same sources, so the request travels as the C++ struct it already is.

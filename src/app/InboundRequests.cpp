@@ -1,7 +1,7 @@
-#include "InboundRequests.h"
+#include "app/InboundRequests.h"
 
-#include "IntakeLimits.h"
-#include "PhoneNumbers.h"
+#include "app/IntakeLimits.h"
+#include "calling/PhoneNumbers.h"
 
 #include <QUrl>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RequestFailure.h"
+#include "app/RequestFailure.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PhoneNumbers.h"
+#include "calling/PhoneNumbers.h"
 
 #include <QtGlobal>
 

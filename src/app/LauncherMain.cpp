@@ -1,17 +1,17 @@
 // The `dialwise` program. It stays small on purpose: --explain, --help, --version and handing a
 // request to an already running Dialwise must not pay for loading the GUI or the web engine, so
 // those live in the dialwise-gui module, loaded only when this process becomes the running one.
-#include "Autostart.h"
-#include "BusNames.h"
-#include "CommandLine.h"
-#include "DisplayProbe.h"
-#include "Explain.h"
-#include "FailureReport.h"
-#include "GuiEntry.h"
-#include "InboundRequests.h"
-#include "ReplayEntry.h"
-#include "RequestForwarder.h"
-#include "VoiceAddress.h"
+#include "app/Autostart.h"
+#include "app/BusNames.h"
+#include "app/CommandLine.h"
+#include "platform/linux/DisplayProbe.h"
+#include "calling/Explain.h"
+#include "app/FailureReport.h"
+#include "app/GuiEntry.h"
+#include "app/InboundRequests.h"
+#include "detection/replay/ReplayEntry.h"
+#include "app/RequestForwarder.h"
+#include "calling/VoiceAddress.h"
 
 #include <QString>
 #include <QStringList>

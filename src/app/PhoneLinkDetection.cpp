@@ -1,16 +1,16 @@
-#include "PhoneLinkDetection.h"
+#include "app/PhoneLinkDetection.h"
 
-#include "CallManager.h"
-#include "CompanionPanel.h"
-#include "DataDetectorMonitor.h"
-#include "LibPhoneNumberFinder.h"
-#include "LinuxDetectionBackends.h"
-#include "QtScheduler.h"
-#include "QueuedPanelView.h"
-#include "SettingValues.h"
-#include "SettingsStore.h"
-#include "TextNumberFinder.h"
-#include "X11WindowPlacement.h"
+#include "calling/CallManager.h"
+#include "detection/ui/CompanionPanel.h"
+#include "detection/DataDetectorMonitor.h"
+#include "detection/LibPhoneNumberFinder.h"
+#include "platform/linux/LinuxDetectionBackends.h"
+#include "calling/QtScheduler.h"
+#include "app/QueuedPanelView.h"
+#include "calling/SettingValues.h"
+#include "calling/SettingsStore.h"
+#include "detection/TextNumberFinder.h"
+#include "platform/linux/X11WindowPlacement.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

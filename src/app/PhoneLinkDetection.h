@@ -1,7 +1,7 @@
 #pragma once
 
-#include "DetectorPlatform.h"
-#include "LaunchRequest.h"
+#include "detection/DetectorPlatform.h"
+#include "app/LaunchRequest.h"
 
 #include <functional>
 

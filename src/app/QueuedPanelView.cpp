@@ -1,4 +1,4 @@
-#include "QueuedPanelView.h"
+#include "app/QueuedPanelView.h"
 
 #include <QObject>
 

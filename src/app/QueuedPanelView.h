@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PanelView.h"
+#include "detection/PanelView.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "QuietStart.h"
+#include "app/QuietStart.h"
 
 #include <QLoggingCategory>
 #include <QString>

@@ -1,6 +1,6 @@
-#include "RendererSetup.h"
+#include "app/RendererSetup.h"
 
-#include "GlProbe.h"
+#include "platform/linux/GlProbe.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "RendererChoice.h"
+#include "app/RendererChoice.h"
 
 #include <QByteArray>
 

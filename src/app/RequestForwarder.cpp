@@ -1,8 +1,8 @@
-#include "RequestForwarder.h"
+#include "app/RequestForwarder.h"
 
-#include "BusNames.h"
-#include "FailureReport.h"
-#include "SessionBusClient.h"
+#include "app/BusNames.h"
+#include "app/FailureReport.h"
+#include "platform/linux/SessionBusClient.h"
 
 #include <QDeadlineTimer>
 #include <QThread>

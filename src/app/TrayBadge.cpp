@@ -1,4 +1,4 @@
-#include "TrayBadge.h"
+#include "app/TrayBadge.h"
 
 namespace dialwise {
 

@@ -1,6 +1,6 @@
-#include "TrayMenuModel.h"
+#include "app/TrayMenuModel.h"
 
-#include "PhoneNumbers.h"
+#include "calling/PhoneNumbers.h"
 
 #include <unicode/locid.h>
 #include <unicode/reldatefmt.h>

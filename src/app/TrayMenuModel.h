@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CallManager.h"
+#include "calling/CallManager.h"
 
 #include <QDateTime>
 #include <QList>

@@ -1,4 +1,4 @@
-#include "UnreadDot.h"
+#include "app/UnreadDot.h"
 
 #include <QPainter>
 #include <QPixmap>

@@ -1,8 +1,8 @@
-#include "CallManager.h"
+#include "calling/CallManager.h"
 
-#include "PhoneNumbers.h"
-#include "QSettingsStore.h"
-#include "VoiceAddress.h"
+#include "calling/PhoneNumbers.h"
+#include "calling/QSettingsStore.h"
+#include "calling/VoiceAddress.h"
 
 #include <QLoggingCategory>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Clock.h"
-#include "DesktopServices.h"
-#include "SettingsStore.h"
+#include "calling/Clock.h"
+#include "calling/DesktopServices.h"
+#include "calling/SettingsStore.h"
 
 #include <QDateTime>
 #include <QList>

@@ -1,7 +1,7 @@
-#include "Explain.h"
+#include "calling/Explain.h"
 
-#include "PhoneNumbers.h"
-#include "VoiceAddress.h"
+#include "calling/PhoneNumbers.h"
+#include "calling/VoiceAddress.h"
 
 namespace dialwise {
 

@@ -1,4 +1,4 @@
-#include "PhoneNumbers.h"
+#include "calling/PhoneNumbers.h"
 
 #include <QByteArray>
 #include <QVarLengthArray>

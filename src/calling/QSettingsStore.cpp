@@ -1,4 +1,4 @@
-#include "QSettingsStore.h"
+#include "calling/QSettingsStore.h"
 
 #include <QFileInfo>
 #include <QLoggingCategory>

@@ -1,4 +1,4 @@
-#include "QtScheduler.h"
+#include "calling/QtScheduler.h"
 
 #include <QPointer>
 #include <QTimer>

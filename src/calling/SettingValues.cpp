@@ -1,4 +1,4 @@
-#include "SettingValues.h"
+#include "calling/SettingValues.h"
 
 #include <QLoggingCategory>
 

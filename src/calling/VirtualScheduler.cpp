@@ -1,4 +1,4 @@
-#include "VirtualScheduler.h"
+#include "calling/VirtualScheduler.h"
 
 #include <optional>
 

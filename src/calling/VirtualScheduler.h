@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Scheduler.h"
+#include "calling/Scheduler.h"
 
 #include <QPointer>
 

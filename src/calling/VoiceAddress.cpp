@@ -1,4 +1,4 @@
-#include "VoiceAddress.h"
+#include "calling/VoiceAddress.h"
 
 #include <QLoggingCategory>
 

@@ -1,9 +1,9 @@
 // How the detector recognises the phone-number popup in another program's accessibility tree,
 // and how it reads the number out of it.
-#include "DataDetectorMonitor.h"
+#include "detection/DataDetectorMonitor.h"
 
-#include "DetectorText.h"
-#include "ElementReads.h"
+#include "detection/DetectorText.h"
+#include "detection/ElementReads.h"
 
 namespace dialwise {
 namespace {

@@ -1,9 +1,9 @@
 // The last-resort strategy: ask which elements lie at and around the click, and when one of them
 // reads like a popup entry, climb to the window-like element that holds it.
-#include "DataDetectorMonitor.h"
+#include "detection/DataDetectorMonitor.h"
 
-#include "DetectorText.h"
-#include "ElementReads.h"
+#include "detection/DetectorText.h"
+#include "detection/ElementReads.h"
 
 namespace dialwise {
 namespace {

@@ -1,11 +1,11 @@
 // The "Call with Dialwise" strip under a found popup: where it goes, how long it stays, and what
 // its button does. The strip itself is drawn by the PanelView.
-#include "DataDetectorMonitor.h"
+#include "detection/DataDetectorMonitor.h"
 
-#include "CallManager.h"
-#include "CompanionTitle.h"
-#include "DetectorText.h"
-#include "StripTiming.h"
+#include "calling/CallManager.h"
+#include "detection/CompanionTitle.h"
+#include "detection/DetectorText.h"
+#include "detection/StripTiming.h"
 
 #include <QPointer>
 

@@ -1,6 +1,6 @@
-#include "CompanionTitle.h"
+#include "detection/CompanionTitle.h"
 
-#include "CallManager.h"
+#include "calling/CallManager.h"
 
 namespace dialwise::companiontitle {
 

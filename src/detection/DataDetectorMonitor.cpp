@@ -1,10 +1,10 @@
 // The monitor's lifecycle, its log, the click handler and the scan driver with the two
 // window-based strategies. The tree search, the click-position scan and the strip have files of
 // their own beside this one.
-#include "DataDetectorMonitor.h"
+#include "detection/DataDetectorMonitor.h"
 
-#include "CallManager.h"
-#include "DetectorText.h"
+#include "calling/CallManager.h"
+#include "detection/DetectorText.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Clock.h"
-#include "DetectorPlatform.h"
-#include "PhoneFinder.h"
-#include "Scheduler.h"
-#include "TextNumberFinder.h"
+#include "calling/Clock.h"
+#include "detection/DetectorPlatform.h"
+#include "detection/PhoneFinder.h"
+#include "calling/Scheduler.h"
+#include "detection/TextNumberFinder.h"
 
 #include <QFile>
 #include <QList>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ClickSource.h"
-#include "ElementTree.h"
-#include "PanelView.h"
-#include "Screen.h"
-#include "WindowList.h"
+#include "detection/ClickSource.h"
+#include "detection/ElementTree.h"
+#include "detection/PanelView.h"
+#include "detection/Screen.h"
+#include "detection/WindowList.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "DetectorText.h"
+#include "detection/DetectorText.h"
 
 #include <charconv>
 #include <cmath>

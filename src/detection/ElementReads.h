@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ElementTree.h"
+#include "detection/ElementTree.h"
 
 #include <QList>
 #include <QPointF>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TextNumberFinder.h"
+#include "detection/TextNumberFinder.h"
 
 #include <QList>
 #include <QPointF>

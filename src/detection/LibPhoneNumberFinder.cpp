@@ -1,4 +1,4 @@
-#include "LibPhoneNumberFinder.h"
+#include "detection/LibPhoneNumberFinder.h"
 
 #include <phonenumbers/phonenumbermatch.h>
 #include <phonenumbers/phonenumbermatcher.h>

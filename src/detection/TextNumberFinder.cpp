@@ -1,6 +1,6 @@
-#include "TextNumberFinder.h"
+#include "detection/TextNumberFinder.h"
 
-#include "LibPhoneNumberFinder.h"
+#include "detection/LibPhoneNumberFinder.h"
 
 #include <phonenumbers/phonenumbermatch.h>
 #include <phonenumbers/phonenumbermatcher.h>

@@ -2,11 +2,11 @@
 // clicked: read around the click at once, the match holding the clicked character taken, and the
 // strip floated right under it. Nothing read is kept beyond the strip's life, and only the number
 // found reaches the log.
-#include "DataDetectorMonitor.h"
+#include "detection/DataDetectorMonitor.h"
 
-#include "CallManager.h"
-#include "DetectorText.h"
-#include "StripTiming.h"
+#include "calling/CallManager.h"
+#include "detection/DetectorText.h"
+#include "detection/StripTiming.h"
 
 #include <QPointer>
 

@@ -1,4 +1,4 @@
-#include "CompactStyleScript.h"
+#include "webcall/CompactStyleScript.h"
 
 #include <QStringList>
 

@@ -1,4 +1,4 @@
-#include "CursorBlinkTimeout.h"
+#include "webcall/CursorBlinkTimeout.h"
 
 #include <QEvent>
 #include <QGuiApplication>

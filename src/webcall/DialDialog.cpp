@@ -1,4 +1,4 @@
-#include "DialDialog.h"
+#include "webcall/DialDialog.h"
 
 #include <QApplication>
 #include <QHBoxLayout>

@@ -1,7 +1,7 @@
-#include "NavigationPolicy.h"
+#include "webcall/NavigationPolicy.h"
 
-#include "PhoneNumbers.h"
-#include "VoiceAddress.h"
+#include "calling/PhoneNumbers.h"
+#include "calling/VoiceAddress.h"
 
 namespace dialwise {
 namespace {

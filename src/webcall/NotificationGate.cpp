@@ -1,4 +1,4 @@
-#include "NotificationGate.h"
+#include "webcall/NotificationGate.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "PageTitle.h"
+#include "webcall/PageTitle.h"
 
 namespace dialwise {
 namespace {

@@ -1,4 +1,4 @@
-#include "Spinner.h"
+#include "webcall/Spinner.h"
 
 #include <QPainter>
 #include <QPalette>

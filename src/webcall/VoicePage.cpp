@@ -1,4 +1,4 @@
-#include "VoicePage.h"
+#include "webcall/VoicePage.h"
 
 #include <QLoggingCategory>
 #include <QWebEngineNewWindowRequest>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NavigationPolicy.h"
+#include "webcall/NavigationPolicy.h"
 
 #include <QString>
 #include <QUrl>

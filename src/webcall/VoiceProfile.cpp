@@ -1,4 +1,4 @@
-#include "VoiceProfile.h"
+#include "webcall/VoiceProfile.h"
 
 #include <QByteArrayList>
 #include <QDir>

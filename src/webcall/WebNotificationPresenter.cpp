@@ -1,8 +1,8 @@
-#include "WebNotificationPresenter.h"
+#include "webcall/WebNotificationPresenter.h"
 
-#include "DesktopNotifications.h"
-#include "NavigationPolicy.h"
-#include "NotificationNames.h"
+#include "platform/linux/DesktopNotifications.h"
+#include "webcall/NavigationPolicy.h"
+#include "platform/linux/NotificationNames.h"
 
 #include <QLoggingCategory>
 #include <QPointer>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NotificationGate.h"
+#include "webcall/NotificationGate.h"
 
 #include <QHash>
 #include <QObject>

@@ -1,6 +1,6 @@
 // Which texts mark the phone-number popup, how its tree is walked, and which number comes out.
-#include "FakePhoneFinder.h"
-#include "MonitorRig.h"
+#include "tests/fakes/FakePhoneFinder.h"
+#include "tests/detection/MonitorRig.h"
 
 #include <gtest/gtest.h>
 

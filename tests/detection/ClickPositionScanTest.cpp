@@ -1,6 +1,6 @@
 // The elements at and around the click: probe order, what matches, and the climb to the popup's
 // frame.
-#include "MonitorRig.h"
+#include "tests/detection/MonitorRig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // The "Call with Dialwise" strip on a real (virtual) X display: its window, its look, the hover
 // colours and the button's texts, with a screenshot of both states.
-#include "CompanionPanel.h"
-#include "HoverButton.h"
-#include "CallManagerRig.h"
+#include "detection/ui/CompanionPanel.h"
+#include "detection/ui/HoverButton.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <gtest/gtest.h>
 
@@ -202,7 +202,7 @@ TEST_F(StripFixture, clickRunsActionOnce_closedStripIsGoneAndSilent)
 
     panel->close();
     EXPECT_FALSE(strip->isVisible());
-    emit strip->button()->clicked(); // a late click on a closed strip reaches nobody
+    Q_EMIT strip->button()->clicked(); // a late click on a closed strip reaches nobody
     EXPECT_EQ(clicks, 1);
     EXPECT_TRUE(QTest::qWaitFor([&] { return guard.isNull(); }));
 }

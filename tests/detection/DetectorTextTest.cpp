@@ -1,6 +1,6 @@
 // Numbers, frames and attribute names as the detector's log lines write them.
-#include "DetectorText.h"
-#include "ElementTree.h"
+#include "detection/DetectorText.h"
+#include "detection/ElementTree.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Start, stop, the log file and its lines, and the companion strip's life: where it goes, what
 // keeps it, what removes it and what its button does.
-#include "MonitorRig.h"
+#include "tests/detection/MonitorRig.h"
 
 #include <gtest/gtest.h>
 

@@ -3,15 +3,15 @@
 // A DataDetectorMonitor on fakes: a scripted desktop, a virtual clock, the real phone finder (or
 // a table one) and a call manager that only records what it was asked. Every logged message is
 // kept in `logs`.
-#include "DataDetectorMonitor.h"
-#include "FakeClickSource.h"
-#include "FakeElementTree.h"
-#include "FakePanelView.h"
-#include "FakeScreen.h"
-#include "FakeWindowList.h"
-#include "LibPhoneNumberFinder.h"
-#include "ManualScheduler.h"
-#include "CallManagerRig.h"
+#include "detection/DataDetectorMonitor.h"
+#include "tests/fakes/FakeClickSource.h"
+#include "tests/fakes/FakeElementTree.h"
+#include "tests/fakes/FakePanelView.h"
+#include "tests/fakes/FakeScreen.h"
+#include "tests/fakes/FakeWindowList.h"
+#include "detection/LibPhoneNumberFinder.h"
+#include "tests/fakes/ManualScheduler.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <QStringList>
 

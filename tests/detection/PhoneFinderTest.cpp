@@ -1,5 +1,5 @@
 // The phone finder on texts a popup really carries.
-#include "LibPhoneNumberFinder.h"
+#include "detection/LibPhoneNumberFinder.h"
 
 #include <gtest/gtest.h>
 

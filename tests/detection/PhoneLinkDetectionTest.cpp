@@ -1,14 +1,14 @@
 // Whether the running Dialwise starts the phone-link detector, and what starting it does.
-#include "CallManager.h"
-#include "DataDetectorMonitor.h"
-#include "FakeClickSource.h"
-#include "FakeElementTree.h"
-#include "FakePanelView.h"
-#include "FakeScreen.h"
-#include "FakeWindowList.h"
-#include "MemorySettingsStore.h"
-#include "PhoneLinkDetection.h"
-#include "CallManagerRig.h"
+#include "calling/CallManager.h"
+#include "detection/DataDetectorMonitor.h"
+#include "tests/fakes/FakeClickSource.h"
+#include "tests/fakes/FakeElementTree.h"
+#include "tests/fakes/FakePanelView.h"
+#include "tests/fakes/FakeScreen.h"
+#include "tests/fakes/FakeWindowList.h"
+#include "tests/fakes/MemorySettingsStore.h"
+#include "app/PhoneLinkDetection.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Recorded window lists with malformed entries: the replay reader leaves out what the detector
 // would skip without a word, and fills in what it would default, so the log reads as it would.
-#include "DetectorReplay.h"
+#include "detection/replay/DetectorReplay.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // An application's windows and children: which are searched (size and position bounds at their
 // edges), what is logged, and which element is reported with which number.
-#include "MonitorRig.h"
+#include "tests/detection/MonitorRig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // From click to strip: the attempts a click schedules, the strategies' order, the new-window
 // filter, and what a scan that finds nothing writes.
-#include "MonitorRig.h"
+#include "tests/detection/MonitorRig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The number under a click in a program's text: which match holds the clicked character, in the
 // characters AT-SPI counts (code points), and what is read around the click.
-#include "TextNumberFinder.h"
+#include "detection/TextNumberFinder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // A click on a number written in another program's text, on the scripted desktop: what is read,
 // where the strip goes, when it leaves, and what reaches the log.
-#include "MonitorRig.h"
+#include "tests/detection/MonitorRig.h"
 
 #include <gtest/gtest.h>
 

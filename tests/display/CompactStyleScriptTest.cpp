@@ -1,5 +1,5 @@
 // The page script that hides the Google Voice upgrade banner, character for character.
-#include "CompactStyleScript.h"
+#include "webcall/CompactStyleScript.h"
 
 #include <QStringList>
 

@@ -1,5 +1,5 @@
 // A focused field's cursor blinks while the user works in it and stops once left alone.
-#include "CursorBlinkTimeout.h"
+#include "webcall/CursorBlinkTimeout.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>

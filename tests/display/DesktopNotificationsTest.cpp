@@ -1,7 +1,7 @@
 // Lasting notifications against a private D-Bus session with a notification server owned by this
 // test on a connection of its own: what happens when the server hangs, goes away or comes back.
-#include "DesktopNotifications.h"
-#include "NotificationServerStandIn.h"
+#include "platform/linux/DesktopNotifications.h"
+#include "tests/support/NotificationServerStandIn.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

@@ -1,6 +1,6 @@
 // The detector's backends on a desktop without an X server (Wayland without XWayland): the
 // click source cannot install and says why in one line; the rest answers "nothing".
-#include "LinuxDetectionBackends.h"
+#include "platform/linux/LinuxDetectionBackends.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
 // Closing only hides the window, and showing it brings it to the front: mapped, focused, and
 // announced to the window manager as a user's request.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
 #include <QApplication>
 #include <QGuiApplication>

@@ -1,8 +1,8 @@
 // Placing calls from the web calling window: the new-call address the web app sees, what the
 // phone field shows, and what lands in the call history.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
-#include "PhoneNumbers.h"
+#include "calling/PhoneNumbers.h"
 
 #include <QLineEdit>
 #include <QPushButton>

@@ -1,6 +1,6 @@
 // Hidden is not asleep: an incoming call must ring with the window hidden for hours. With the
 // window hidden the page is not frozen or discarded, its timers keep running and its sound plays.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
 #include <QElapsedTimer>
 #include <QTest>

@@ -1,9 +1,9 @@
 // A Dialwise that sits in the tray all day must not wake the machine: once the window is hidden
 // and nothing is loading, none of its own timers runs, and the page stays loaded and alive.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
-#include "CursorBlinkTimeout.h"
-#include "Spinner.h"
+#include "webcall/CursorBlinkTimeout.h"
+#include "webcall/Spinner.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>

@@ -1,6 +1,6 @@
 // The window's size and its toolbar: every edge where it belongs at the default and at the
 // minimum size, the look of the controls, and screenshots for a human to check.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
 #include <QDir>
 #include <QFontMetricsF>

@@ -1,11 +1,11 @@
 // The web view's side of the window: what it loads first, how pages are styled, new windows,
 // microphone requests, the navigation buttons and spinner, render-process recovery and the
 // developer tools.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
-#include "CompactStyleScript.h"
-#include "Spinner.h"
-#include "VoiceProfile.h"
+#include "webcall/CompactStyleScript.h"
+#include "webcall/Spinner.h"
+#include "webcall/VoiceProfile.h"
 
 #include <QApplication>
 #include <QMenu>

@@ -1,8 +1,8 @@
 // What pages may do to the calling window: a frame from another origin trying to put its own
 // page into the view, links the user clicks, and tel: links inside the page.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
-#include "VoicePage.h"
+#include "webcall/VoicePage.h"
 
 #include <QApplication>
 #include <QFile>

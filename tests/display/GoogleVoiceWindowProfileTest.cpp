@@ -1,8 +1,8 @@
 // The window's own browser profile: on disk under the user's data and cache directories, with
 // every cookie kept, so the Google Voice sign-in survives a restart.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
-#include "VoiceProfile.h"
+#include "webcall/VoiceProfile.h"
 
 #include <QDir>
 #include <QFile>

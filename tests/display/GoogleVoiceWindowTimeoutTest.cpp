@@ -1,9 +1,9 @@
 // A load the window starts is given up 60 seconds after it began when the web app has not
 // answered; a page that has begun to arrive by then is left to finish. Virtual time: the
 // instants are exact and nothing waits a real minute.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
-#include "Spinner.h"
+#include "webcall/Spinner.h"
 
 #include <QTest>
 #include <QWebEngineHistory>

@@ -2,7 +2,7 @@
 // QT_FONT_DPI (96 is 1x, 120 is 1.25x): the phone field's "Invalid number, try again..." is shown
 // whole, and the spinner turning over the field's end is drawn whole, inside the toolbar, with the
 // field's border intact. Screenshots of the toolbar go to build/screenshots for a person to check.
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
 #include <QDir>
 #include <QFontMetrics>

@@ -1,6 +1,6 @@
 // main() for the display tests: one QApplication for all tests of the executable, set up the
 // way Qt WebEngine wants it inside a private Xvfb desktop.
-#include "WebEngineTestSetup.h"
+#include "tests/support/WebEngineTestSetup.h"
 
 #include <QApplication>
 

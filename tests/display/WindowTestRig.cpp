@@ -1,4 +1,4 @@
-#include "WindowTestRig.h"
+#include "tests/display/WindowTestRig.h"
 
 #include <QTest>
 #include <QWebEnginePage>

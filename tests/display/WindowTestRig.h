@@ -1,9 +1,9 @@
 #pragma once
 
-#include "CallManager.h"
-#include "GoogleVoiceWindow.h"
-#include "ManualScheduler.h"
-#include "VoiceStandIn.h"
+#include "calling/CallManager.h"
+#include "webcall/GoogleVoiceWindow.h"
+#include "tests/fakes/ManualScheduler.h"
+#include "tests/support/VoiceStandIn.h"
 
 #include <QString>
 #include <QVariant>

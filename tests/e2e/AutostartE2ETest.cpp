@@ -1,9 +1,9 @@
 // `dialwise --autostart on|off` and the query, with run-in-desktop's temporary XDG_CONFIG_HOME;
 // then the login entry started the way desktops start autostart entries (`gio launch`): Dialwise
 // comes up hidden in the tray and still takes hand-overs.
-#include "BusNames.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "app/BusNames.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -1,9 +1,9 @@
 // Dialwise installed (run-installed: `cmake --install` into a temporary prefix whose share/ is on
 // XDG_DATA_DIRS, where the session bus finds the service file and GIO the desktop entry), started
 // and reached the way a desktop does it: by its bus name, and by opening links through GIO.
-#include "BusNames.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "app/BusNames.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

@@ -8,8 +8,8 @@
 //   DIALWISE_E2E_MONITORS  "NAME:WxH+X+Y[@ratio][*],..."; "*" marks the primary monitor and
 //                          @ratio that monitor's QT_SCREEN_SCALE_FACTORS entry for Dialwise
 //   DIALWISE_E2E_SCALE     QT_SCALE_FACTOR for Dialwise only (default 1)
-#include "PhoneLinkFixtureProcess.h"
-#include "ShellRig.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -4,7 +4,7 @@
 // it prints first: `prints "X"` is the first line on stdout, `says "X"` the first on stderr; a
 // stream with nothing documented must stay empty. A documented text ending in "..." is a prefix.
 // So the documents cannot drift from the program.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDir>
 #include <QFile>

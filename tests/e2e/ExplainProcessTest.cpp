@@ -1,5 +1,5 @@
 // `dialwise --explain TEXT` run as a real process: what it prints, and its exit status.
-#include "QtPrinting.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

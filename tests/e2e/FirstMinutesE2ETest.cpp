@@ -1,9 +1,9 @@
 // What a newcomer meets in the first minutes, through the real program on a private desktop with
 // no tray host (GNOME's default): what a start prints on stderr, what closing the window says,
 // and how `dialwise --quit` ends Dialwise.
-#include "HiddenWindowNotice.h"
-#include "NotificationServerStandIn.h"
-#include "ShellRig.h"
+#include "app/HiddenWindowNotice.h"
+#include "tests/support/NotificationServerStandIn.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -1,7 +1,7 @@
 // Hostile neighbours on the session bus: programs that hand the running Dialwise requests far
 // larger than any call needs. Each case first does what was found to silence or stall Dialwise,
 // then proves that a plain hand-over still dials within a second.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>

@@ -2,7 +2,7 @@
 // (tests/support/SilentSelectionOwner.cpp). The running Dialwise once waited about 15 s per
 // request on its main thread; now each request gives up after a second, and hand-overs in the
 // meantime still dial at once.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QElapsedTimer>
 

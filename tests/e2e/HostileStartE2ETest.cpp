@@ -1,7 +1,7 @@
 // Starting Dialwise among hostile neighbours: a settings file that is a FIFO, a DISPLAY naming
 // an X server that is not there. Each case reproduces what once hung or aborted the start, then
 // proves that a plain hand-over dials within a second.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDir>
 #include <QElapsedTimer>

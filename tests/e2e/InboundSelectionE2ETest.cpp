@@ -1,7 +1,7 @@
 // `dialwise --call-selection`: the running Dialwise reads the X11 primary selection (what the
 // user last highlighted anywhere) and calls the number in it. This test program owns the
 // selection itself, through Qt, and serves it while dialwise asks for it.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QClipboard>
 #include <QGuiApplication>

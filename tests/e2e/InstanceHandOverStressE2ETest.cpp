@@ -1,11 +1,11 @@
 // A thousand hand-overs in a row to one running Dialwise, with links that are random, broken,
 // huge, not UTF-8, option-like, or many at once. The running Dialwise must survive all of them,
 // keep answering, and dial exactly what its own decision logic says, in order.
-#include "CommandLine.h"
-#include "InboundRequests.h"
-#include "PhoneNumbers.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "app/CommandLine.h"
+#include "app/InboundRequests.h"
+#include "calling/PhoneNumbers.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QElapsedTimer>
 

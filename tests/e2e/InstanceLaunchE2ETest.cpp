@@ -1,8 +1,8 @@
 // The running instance and second launches, through the real program on a private desktop:
 // start-up, links from xdg-open and from `dialwise LINK`, text requests, re-showing the window.
-#include "BusNames.h"
-#include "NotificationServerStandIn.h"
-#include "ShellRig.h"
+#include "app/BusNames.h"
+#include "tests/support/NotificationServerStandIn.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -1,6 +1,6 @@
 // Dialwise on a desktop without a D-Bus session bus (run with DIALWISE_NO_DBUS=1): nothing can
 // reach it from outside, but it still starts, shows its window and dials what it was started with.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDBusConnection>
 

@@ -1,6 +1,6 @@
-#include "NotifyingPage.h"
+#include "tests/e2e/NotifyingPage.h"
 
-#include "VoiceAddress.h"
+#include "calling/VoiceAddress.h"
 
 namespace dialwise::testing {
 namespace {

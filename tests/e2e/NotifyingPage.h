@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VoiceStandIn.h"
+#include "tests/support/VoiceStandIn.h"
 
 #include <QString>
 

@@ -1,10 +1,10 @@
 // The phone-link detector end to end: the real `dialwise --detect-phone-links` on a private X
 // desktop with the AT-SPI bus, the Qt and GTK fixtures clicked with xdotool, a recording xdg-open
 // first on PATH standing in for the browser, geometry read back with xwininfo.
-#include "AtspiElementTree.h"
-#include "PhoneLinkFixtureProcess.h"
-#include "ShellRig.h"
-#include "X11Connection.h"
+#include "platform/linux/AtspiElementTree.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "tests/e2e/ShellRig.h"
+#include "platform/linux/X11Connection.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

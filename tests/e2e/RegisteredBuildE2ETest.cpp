@@ -1,9 +1,9 @@
 // `make run`'s registration of a build tree (tools/register-desktop-entry): besides the desktop
 // entry it writes a user-level D-Bus service file, so that the session bus can start the built
 // program by name just as it starts an installed one.
-#include "BusNames.h"
-#include "ShellRig.h"
-#include "VoiceAddress.h"
+#include "app/BusNames.h"
+#include "tests/e2e/ShellRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

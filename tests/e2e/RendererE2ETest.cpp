@@ -1,7 +1,7 @@
 // The real program started under each drawing path: it must come up, show its window, say which
 // path it took and why, and place a call. The path depends on the environment ctest gives:
 //   DIALWISE_E2E_EXPECT_RENDERER  the log line's start, e.g. "software rendering: QT_XCB_GL_..."
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
-#include "BusNames.h"
-#include "VoiceAddress.h"
+#include "app/BusNames.h"
+#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

@@ -4,7 +4,7 @@
 // xdotool. The number's rectangle is read by the test itself through the program's accessibility
 // tree (tests/support/text-range-extents.py), the strip's geometry with xwininfo, and a recording
 // xdg-open first on PATH stands in for the browser.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDir>
 #include <QElapsedTimer>

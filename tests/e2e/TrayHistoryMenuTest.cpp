@@ -1,13 +1,13 @@
 // The history part of the tray menu with the real AppDelegate and web window in this process.
 // A real start always has an empty history (it is kept in memory only), so only here can the
 // menu be built with calls in it: the CallManager is given seven calls before launch.
-#include "AppDelegate.h"
-#include "CallManager.h"
-#include "FakeDesktopServices.h"
-#include "GoogleVoiceWindow.h"
-#include "ManualScheduler.h"
-#include "MemorySettingsStore.h"
-#include "VoiceStandIn.h"
+#include "app/AppDelegate.h"
+#include "calling/CallManager.h"
+#include "tests/fakes/FakeDesktopServices.h"
+#include "webcall/GoogleVoiceWindow.h"
+#include "tests/fakes/ManualScheduler.h"
+#include "tests/fakes/MemorySettingsStore.h"
+#include "tests/support/VoiceStandIn.h"
 
 #include <QApplication>
 #include <QMenu>

@@ -1,7 +1,7 @@
 // Dialwise in a Wayland session with no X server at all (run-in-desktop with DIALWISE_WAYLAND=1:
 // a headless Weston): it runs natively on Wayland, loads the web app and places a call handed
 // over by a second `dialwise`.
-#include "ShellRig.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QFile>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "CallManager.h"
-#include "FakeDesktopServices.h"
-#include "ManualClock.h"
-#include "MemorySettingsStore.h"
+#include "calling/CallManager.h"
+#include "tests/fakes/FakeDesktopServices.h"
+#include "tests/fakes/ManualClock.h"
+#include "tests/fakes/MemorySettingsStore.h"
 
 #include <QUrl>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DesktopServices.h"
+#include "calling/DesktopServices.h"
 
 #include <QList>
 #include <QString>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PhoneFinder.h"
+#include "detection/PhoneFinder.h"
 
 #include <QHash>
 #include <QString>

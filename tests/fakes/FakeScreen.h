@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ScriptedDesktop.h"
+#include "detection/replay/ScriptedDesktop.h"
 
 namespace dialwise::testing {
 

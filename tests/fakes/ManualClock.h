@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Clock.h"
+#include "calling/Clock.h"
 
 #include <QDateTime>
 #include <QTimeZone>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "VirtualScheduler.h"
+#include "calling/VirtualScheduler.h"
 
 namespace dialwise::testing {
 

@@ -4,7 +4,7 @@
 //   hostile-bus-client action BYTES  ActivateAction with a BYTES-long action name
 //   hostile-bus-client open COUNT    Open with COUNT tel: links
 // Prints "ok" or the D-Bus error name and message on stdout; exits 0 when an answer came.
-#include "SessionBusClient.h"
+#include "platform/linux/SessionBusClient.h"
 
 #include <QElapsedTimer>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "PhoneLinkFixtureProcess.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -1,4 +1,4 @@
-#include "VoiceStandIn.h"
+#include "tests/support/VoiceStandIn.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>

@@ -1,7 +1,7 @@
 // CallManager with fake desktop, settings and clock: what call() records and announces, the
 // history cap, the provider choice and its persistence, and the dial dialog.
-#include "QtPrinting.h"
-#include "CallManagerRig.h"
+#include "tests/unit/QtPrinting.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "CommandLine.h"
-#include "QtPrinting.h"
+#include "app/CommandLine.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <QRegularExpression>
 

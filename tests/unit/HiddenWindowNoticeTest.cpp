@@ -1,5 +1,5 @@
 // When closing the window tells the person that Dialwise keeps running.
-#include "HiddenWindowNotice.h"
+#include "app/HiddenWindowNotice.h"
 
 #include <gtest/gtest.h>
 

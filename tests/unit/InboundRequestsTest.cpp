@@ -1,5 +1,5 @@
-#include "InboundRequests.h"
-#include "QtPrinting.h"
+#include "app/InboundRequests.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

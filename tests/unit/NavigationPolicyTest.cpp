@@ -1,5 +1,5 @@
-#include "NavigationPolicy.h"
-#include "QtPrinting.h"
+#include "webcall/NavigationPolicy.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

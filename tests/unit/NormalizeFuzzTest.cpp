@@ -2,9 +2,9 @@
 // scripts, percent escapes good and bad, prefixes, plus signs, combining marks, joiners, emoji,
 // surrogate halves and every kind of blank. Each input is checked against the plain reference
 // implementation and against the invariants of the normalised form.
-#include "PhoneNumbers.h"
-#include "QtPrinting.h"
-#include "ReferenceNormalize.h"
+#include "calling/PhoneNumbers.h"
+#include "tests/unit/QtPrinting.h"
+#include "tests/unit/ReferenceNormalize.h"
 
 #include <gtest/gtest.h>
 

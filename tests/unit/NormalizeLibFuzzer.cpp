@@ -2,8 +2,8 @@
 // read two ways, as UTF-8 and as raw UTF-16 units (so lone surrogates and NULs reach the code),
 // and the real result must equal the plain reference implementation's and be stable when
 // normalised again. Any difference aborts, which libFuzzer reports with the input saved.
-#include "PhoneNumbers.h"
-#include "ReferenceNormalize.h"
+#include "calling/PhoneNumbers.h"
+#include "tests/unit/ReferenceNormalize.h"
 
 #include <QString>
 

@@ -1,8 +1,8 @@
 // Hostile and huge inputs: a megabyte of text, invalid UTF-8, embedded NULs. Nothing may crash,
 // results follow the same rules as for short text, and the cost grows linearly.
-#include "PhoneNumbers.h"
-#include "QtPrinting.h"
-#include "ReferenceNormalize.h"
+#include "calling/PhoneNumbers.h"
+#include "tests/unit/QtPrinting.h"
+#include "tests/unit/ReferenceNormalize.h"
 
 #include <gtest/gtest.h>
 

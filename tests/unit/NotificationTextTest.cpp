@@ -1,6 +1,6 @@
 // The one rule for notification bodies: the user reads the text as given, whatever the server.
-#include "NotificationText.h"
-#include "QtPrinting.h"
+#include "platform/linux/NotificationText.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

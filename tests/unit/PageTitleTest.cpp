@@ -1,6 +1,6 @@
 // The unread count the web app puts in its title.
-#include "PageTitle.h"
-#include "QtPrinting.h"
+#include "webcall/PageTitle.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

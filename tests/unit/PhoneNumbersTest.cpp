@@ -1,7 +1,7 @@
 // Normalisation and display form, one row per case. Each row names the subject and the
 // condition; the expected values are what a user should see, worked out by hand.
-#include "PhoneNumbers.h"
-#include "QtPrinting.h"
+#include "calling/PhoneNumbers.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // What each provider hands to the desktop: the address it opens and the notification it shows.
-#include "QtPrinting.h"
-#include "CallManagerRig.h"
-#include "VoiceAddress.h"
+#include "tests/unit/QtPrinting.h"
+#include "tests/fakes/CallManagerRig.h"
+#include "calling/VoiceAddress.h"
 
 #include <gtest/gtest.h>
 

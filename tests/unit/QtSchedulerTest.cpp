@@ -1,6 +1,6 @@
 // The real scheduler on Qt's event loop: one-shot and repeating timers, cancellation, weak
 // targets, and handles that may be dropped.
-#include "QtScheduler.h"
+#include "calling/QtScheduler.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,5 +1,5 @@
 // Which of Qt's uncategorised start-up notes are moved under dialwise.qt, and which stay.
-#include "QuietStart.h"
+#include "app/QuietStart.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Which drawing path Dialwise takes for what the session's OpenGL offers and what the user asked.
-#include "RendererChoice.h"
+#include "app/RendererChoice.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Handing a request to the running Dialwise: which method each request becomes, and what each
 // answer of the bus means (taken, nobody there, still starting, refused for a reason, no reply).
-#include "FakeBusMethodCaller.h"
-#include "QtPrinting.h"
-#include "RequestForwarder.h"
+#include "tests/fakes/FakeBusMethodCaller.h"
+#include "tests/unit/QtPrinting.h"
+#include "app/RequestForwarder.h"
 
 #include <gtest/gtest.h>
 

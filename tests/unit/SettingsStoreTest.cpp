@@ -4,11 +4,11 @@
 // QSettings works out the user config directory once per process, so main() points
 // XDG_CONFIG_HOME at a temporary directory before anything touches QSettings, and every test
 // starts by removing the file.
-#include "CallManager.h"
-#include "MemorySettingsStore.h"
-#include "QSettingsStore.h"
-#include "QtPrinting.h"
-#include "CallManagerRig.h"
+#include "calling/CallManager.h"
+#include "tests/fakes/MemorySettingsStore.h"
+#include "calling/QSettingsStore.h"
+#include "tests/unit/QtPrinting.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <gtest/gtest.h>
 

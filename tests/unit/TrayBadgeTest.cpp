@@ -1,6 +1,6 @@
 // The tray icon's tooltip and dot for the web app's unread count.
-#include "TrayBadge.h"
-#include "QtPrinting.h"
+#include "app/TrayBadge.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

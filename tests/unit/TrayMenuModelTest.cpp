@@ -1,6 +1,6 @@
-#include "ManualClock.h"
-#include "QtPrinting.h"
-#include "TrayMenuModel.h"
+#include "tests/fakes/ManualClock.h"
+#include "tests/unit/QtPrinting.h"
+#include "app/TrayMenuModel.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The virtual-time scheduler the window and detector tests run on: exact instants, order at one
 // instant, repeating timers, cancellation from inside an action, weak targets.
-#include "ManualScheduler.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <QObject>
 

@@ -1,6 +1,6 @@
 // Where the web app lives: the fixed address, the DIALWISE_VOICE_URL override and its rejects.
-#include "QtPrinting.h"
-#include "VoiceAddress.h"
+#include "tests/unit/QtPrinting.h"
+#include "calling/VoiceAddress.h"
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,14 @@
-#include "DetectorReplay.h"
+#include "detection/replay/DetectorReplay.h"
 
-#include "CallManager.h"
-#include "CompanionTitle.h"
-#include "DataDetectorMonitor.h"
-#include "DetectorText.h"
-#include "LibPhoneNumberFinder.h"
-#include "ScriptedDesktop.h"
-#include "TextNumberFinder.h"
-#include "WindowFields.h"
-#include "VirtualScheduler.h"
+#include "calling/CallManager.h"
+#include "detection/CompanionTitle.h"
+#include "detection/DataDetectorMonitor.h"
+#include "detection/DetectorText.h"
+#include "detection/LibPhoneNumberFinder.h"
+#include "detection/replay/ScriptedDesktop.h"
+#include "detection/TextNumberFinder.h"
+#include "detection/replay/WindowFields.h"
+#include "calling/VirtualScheduler.h"
 
 #include <QFile>
 #include <QHash>

@@ -1,4 +1,4 @@
-#include "ScriptedDesktop.h"
+#include "detection/replay/ScriptedDesktop.h"
 
 #include <QVariantMap>
 

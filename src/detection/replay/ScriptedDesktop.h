@@ -1,11 +1,11 @@
 #pragma once
 
-#include "ClickSource.h"
-#include "ElementTree.h"
-#include "PanelView.h"
-#include "Screen.h"
-#include "TextNumberFinder.h"
-#include "WindowList.h"
+#include "detection/ClickSource.h"
+#include "detection/ElementTree.h"
+#include "detection/PanelView.h"
+#include "detection/Screen.h"
+#include "detection/TextNumberFinder.h"
+#include "detection/WindowList.h"
 
 #include <QHash>
 #include <QList>

@@ -1,7 +1,7 @@
-#include "CompanionPanel.h"
+#include "detection/ui/CompanionPanel.h"
 
-#include "CompanionTitle.h"
-#include "HoverButton.h"
+#include "detection/CompanionTitle.h"
+#include "detection/ui/HoverButton.h"
 
 #include <QGuiApplication>
 #include <QPainter>

@@ -1,6 +1,6 @@
-#include "HoverButton.h"
+#include "detection/ui/HoverButton.h"
 
-#include "CompanionTitle.h"
+#include "detection/CompanionTitle.h"
 
 #include <QEnterEvent>
 #include <QFontMetrics>

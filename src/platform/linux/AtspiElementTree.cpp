@@ -2,9 +2,9 @@
 #include <atspi/atspi.h>
 #include <atspi/atspi-gmain.h>
 
-#include "AtspiElementTree.h"
+#include "platform/linux/AtspiElementTree.h"
 
-#include "X11Connection.h"
+#include "platform/linux/X11Connection.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

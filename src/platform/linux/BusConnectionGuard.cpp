@@ -1,4 +1,4 @@
-#include "BusConnectionGuard.h"
+#include "platform/linux/BusConnectionGuard.h"
 
 #include <QLoggingCategory>
 #include <QTimer>

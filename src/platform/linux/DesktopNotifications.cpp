@@ -1,7 +1,7 @@
-#include "DesktopNotifications.h"
+#include "platform/linux/DesktopNotifications.h"
 
-#include "NotificationCall.h"
-#include "NotificationText.h"
+#include "platform/linux/NotificationCall.h"
+#include "platform/linux/NotificationText.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>

@@ -1,4 +1,4 @@
-#include "DisplayProbe.h"
+#include "platform/linux/DisplayProbe.h"
 
 #include <cstdlib>
 #include <cstring>

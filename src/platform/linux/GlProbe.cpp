@@ -1,4 +1,4 @@
-#include "GlProbe.h"
+#include "platform/linux/GlProbe.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,7 +1,7 @@
-#include "LinuxDesktopServices.h"
+#include "platform/linux/LinuxDesktopServices.h"
 
-#include "NotificationCall.h"
-#include "NotificationText.h"
+#include "platform/linux/NotificationCall.h"
+#include "platform/linux/NotificationText.h"
 
 #include <QGuiApplication>
 #include <QDBusMessage>

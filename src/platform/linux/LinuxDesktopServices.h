@@ -1,8 +1,8 @@
 #pragma once
 
-#include "DesktopServices.h"
+#include "calling/DesktopServices.h"
 
-#include "NotificationText.h"
+#include "platform/linux/NotificationText.h"
 
 #include <QDBusConnection>
 

@@ -1,10 +1,10 @@
-#include "LinuxDetectionBackends.h"
+#include "platform/linux/LinuxDetectionBackends.h"
 
-#include "AtspiElementTree.h"
-#include "X11ClickSource.h"
-#include "X11Connection.h"
-#include "X11Screen.h"
-#include "X11WindowList.h"
+#include "platform/linux/AtspiElementTree.h"
+#include "platform/linux/X11ClickSource.h"
+#include "platform/linux/X11Connection.h"
+#include "platform/linux/X11Screen.h"
+#include "platform/linux/X11WindowList.h"
 
 namespace dialwise {
 

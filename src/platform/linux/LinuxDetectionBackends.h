@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ClickSource.h"
-#include "ElementTree.h"
-#include "Screen.h"
-#include "WindowList.h"
+#include "detection/ClickSource.h"
+#include "detection/ElementTree.h"
+#include "detection/Screen.h"
+#include "detection/WindowList.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NotificationNames.h"
+#include "platform/linux/NotificationNames.h"
 
 #include <QDBusMessage>
 #include <QString>

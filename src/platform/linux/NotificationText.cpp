@@ -1,6 +1,6 @@
-#include "NotificationText.h"
+#include "platform/linux/NotificationText.h"
 
-#include "NotificationNames.h"
+#include "platform/linux/NotificationNames.h"
 
 namespace dialwise {
 

@@ -1,4 +1,4 @@
-#include "SchemeRegistration.h"
+#include "platform/linux/SchemeRegistration.h"
 
 #include <QProcess>
 #include <QStandardPaths>

@@ -1,7 +1,7 @@
-#include "SessionBusClient.h"
+#include "platform/linux/SessionBusClient.h"
 
-#include "NotificationNames.h"
-#include "NotificationText.h"
+#include "platform/linux/NotificationNames.h"
+#include "platform/linux/NotificationText.h"
 
 #include <dbus/dbus.h>
 

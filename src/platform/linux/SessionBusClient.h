@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BusMethodCaller.h"
+#include "platform/linux/BusMethodCaller.h"
 
 #include <QString>
 #include <QStringList>

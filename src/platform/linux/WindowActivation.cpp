@@ -1,4 +1,4 @@
-#include "WindowActivation.h"
+#include "platform/linux/WindowActivation.h"
 
 #include <QGuiApplication>
 #include <QLoggingCategory>

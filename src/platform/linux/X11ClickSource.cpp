@@ -1,6 +1,6 @@
-#include "X11ClickSource.h"
+#include "platform/linux/X11ClickSource.h"
 
-#include "X11Connection.h"
+#include "platform/linux/X11Connection.h"
 
 #include <QLoggingCategory>
 #include <QPointer>

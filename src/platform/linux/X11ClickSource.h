@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ClickSource.h"
+#include "detection/ClickSource.h"
 
 #include <QObject>
 

@@ -1,6 +1,6 @@
-#include "X11Screen.h"
+#include "platform/linux/X11Screen.h"
 
-#include "X11Connection.h"
+#include "platform/linux/X11Connection.h"
 
 #include <X11/Xlib.h>
 

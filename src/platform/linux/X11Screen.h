@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Screen.h"
+#include "detection/Screen.h"
 
 #include <memory>
 

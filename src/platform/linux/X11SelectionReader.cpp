@@ -1,4 +1,4 @@
-#include "X11SelectionReader.h"
+#include "platform/linux/X11SelectionReader.h"
 
 #include <QGuiApplication>
 #include <QLoggingCategory>

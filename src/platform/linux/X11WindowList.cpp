@@ -1,6 +1,6 @@
-#include "X11WindowList.h"
+#include "platform/linux/X11WindowList.h"
 
-#include "X11Connection.h"
+#include "platform/linux/X11Connection.h"
 
 #include <QVariantMap>
 

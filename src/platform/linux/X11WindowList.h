@@ -1,6 +1,6 @@
 #pragma once
 
-#include "WindowList.h"
+#include "detection/WindowList.h"
 
 #include <memory>
 

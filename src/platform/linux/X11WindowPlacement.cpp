@@ -1,4 +1,4 @@
-#include "X11WindowPlacement.h"
+#include "platform/linux/X11WindowPlacement.h"
 
 #include <QGuiApplication>
 #include <QRect>
