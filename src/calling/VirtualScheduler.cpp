@@ -7,10 +7,10 @@ namespace dialwise {
 class VirtualScheduler::Task final : public ScheduledTask
 {
 public:
-    Task(QObject *target, Duration interval, Action action)
-        : target(target)
-        , interval(interval)
-        , action(std::move(action))
+    Task(QObject *owner, Duration every, Action run)
+        : target(owner)
+        , interval(every)
+        , action(std::move(run))
     {
     }
 
