@@ -439,8 +439,8 @@ TEST_P(LinuxDetectionBackends, trust_followsAccessibilityStatusAndPromptTurnsItO
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, LinuxDetectionBackends, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &info) {
-                             return PhoneLinkFixtureProcess::toolkitName(info.param).toStdString();
+                         [](const ::testing::TestParamInfo<Toolkit> &row) {
+                             return PhoneLinkFixtureProcess::toolkitName(row.param).toStdString();
                          });
 
 } // namespace
