@@ -385,7 +385,7 @@ TEST_P(LinuxDetectionBackends, clickSource_reportsOtherProgramsClicksNotOurOwn)
     struct PressCounter : QObject
     {
         int &count;
-        explicit PressCounter(int &count) : count(count) {}
+        explicit PressCounter(int &presses) : count(presses) {}
         bool eventFilter(QObject *, QEvent *event) override
         {
             if (event->type() == QEvent::MouseButtonPress)
