@@ -1,8 +1,11 @@
 // Handing a request to the running Dialwise: which method each request becomes, and what each
 // answer of the bus means (taken, nobody there, still starting, refused for a reason, no reply).
+// Time is virtual: the forwarder's clock and its pauses between tries are the test's, so every
+// count of tries is exact and nothing here sleeps.
 #include "tests/fakes/FakeBusMethodCaller.h"
 #include "tests/unit/QtPrinting.h"
 #include "app/RequestForwarder.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -15,13 +18,40 @@ using dialwise::RequestForwarder;
 using dialwise::testing::FakeBusMethodCaller;
 using Status = dialwise::RequestForwarder::Result::Status;
 using Argument = dialwise::BusMethodCaller::Argument;
+using Ms = std::chrono::milliseconds;
 
 namespace {
 
-LaunchRequest callText(const QString &text)
+// The forwarder's clock and sleep: the clock reads `now`, and a pause moves it on and is written
+// down. Nothing else moves it, unless a fake bus takes time to answer.
+struct VirtualTime
+{
+    Ms now{0};
+    std::vector<Ms> pauses;
+
+    RequestForwarder forwarder(dialwise::BusMethodCaller &bus, Ms grace = RequestForwarder::kStartupGrace)
+    {
+        return RequestForwarder(bus, grace,
+                                {[this] { return std::chrono::steady_clock::time_point(now); },
+                                 [this](Ms pause) {
+                                     pauses.push_back(pause);
+                                     now += pause;
+                                 }});
+    }
+};
+
+// A request of one kind, with its links if it has any.
+LaunchRequest requestOf(LaunchRequest::Kind kind, const QStringList &uris = {})
 {
     LaunchRequest request;
-    request.kind = LaunchRequest::Kind::callText;
+    request.kind = kind;
+    request.uris = uris;
+    return request;
+}
+
+LaunchRequest callText(const QString &text)
+{
+    LaunchRequest request = requestOf(LaunchRequest::Kind::callText);
     request.text = text;
     return request;
 }
@@ -34,8 +64,6 @@ struct MethodRow
     const char *method;
     std::vector<Argument> arguments;
 };
-
-void PrintTo(const MethodRow &row, std::ostream *os) { *os << row.name; }
 
 bool sameArguments(const std::vector<Argument> &a, const std::vector<Argument> &b)
 {
@@ -58,16 +86,16 @@ bool sameArguments(const std::vector<Argument> &a, const std::vector<Argument> &
 const MethodRow kMethodRows[] = {
     {"activate", LaunchRequest{}, "org.freedesktop.Application", "Activate",
      {dialwise::BusMethodCaller::EmptyDictionary{}}},
-    {"openUris", LaunchRequest{LaunchRequest::Kind::openUris, {"tel:5551234567", "callto:1"}, {}},
+    {"openUris", requestOf(LaunchRequest::Kind::openUris, {"tel:5551234567", "callto:1"}),
      "org.freedesktop.Application", "Open",
      {QStringList{"tel:5551234567", "callto:1"}, dialwise::BusMethodCaller::EmptyDictionary{}}},
     {"callText", callText("call 555 123 4567"), "app.dialwise.Dialwise.Calls", "HandlePhoneCall",
      {QString("call 555 123 4567")}},
     {"callText_empty", callText(""), "app.dialwise.Dialwise.Calls", "HandlePhoneCall", {QString("")}},
-    {"callSelection", LaunchRequest{LaunchRequest::Kind::callSelection, {}, {}}, "app.dialwise.Dialwise.Calls",
+    {"callSelection", requestOf(LaunchRequest::Kind::callSelection), "app.dialwise.Dialwise.Calls",
      "CallSelection", {}},
     // --quit: the same action the tray menu's quit item and a desktop's "Quit" use.
-    {"quit", LaunchRequest{LaunchRequest::Kind::quit, {}, {}}, "org.freedesktop.Application", "ActivateAction",
+    {"quit", requestOf(LaunchRequest::Kind::quit), "org.freedesktop.Application", "ActivateAction",
      {QString("quit"), dialwise::BusMethodCaller::EmptyVariantArray{}, dialwise::BusMethodCaller::EmptyDictionary{}}},
 };
 
@@ -94,7 +122,7 @@ TEST(RequestForwarderDetectorSwitch, alone_onlyTheAction_withRequest_actionThenR
     const Row rows[] = {
         {detectorSwitch(true), {{"ActivateAction", switchArguments(true)}}},
         {detectorSwitch(false), {{"ActivateAction", switchArguments(false)}}},
-        {detectorSwitch(true, LaunchRequest{LaunchRequest::Kind::openUris, {"tel:5551234567"}, {}}),
+        {detectorSwitch(true, requestOf(LaunchRequest::Kind::openUris, {"tel:5551234567"})),
          {{"ActivateAction", switchArguments(true)},
           {"Open", {QStringList{"tel:5551234567"}, dialwise::BusMethodCaller::EmptyDictionary{}}}}},
         {detectorSwitch(false, callText("555 123 4567")),
@@ -103,7 +131,8 @@ TEST(RequestForwarderDetectorSwitch, alone_onlyTheAction_withRequest_actionThenR
     for (const Row &row : rows) {
         FakeBusMethodCaller bus;
         bus.queue(FakeBusMethodCaller::ok());
-        EXPECT_EQ(RequestForwarder(bus).forward(row.request).status, Status::delivered);
+        VirtualTime time;
+        EXPECT_EQ(time.forwarder(bus).forward(row.request).status, Status::delivered);
         ASSERT_EQ(bus.calls.size(), row.calls.size());
         for (size_t i = 0; i < row.calls.size(); ++i) {
             EXPECT_EQ(bus.calls[i].method, QString::fromLatin1(row.calls[i].first));
@@ -116,21 +145,21 @@ TEST(RequestForwarderDetectorSwitch, alone_onlyTheAction_withRequest_actionThenR
 TEST(RequestForwarderDetectorSwitch, nobodyRuns_noInstance_andTheRequestIsNotSentOn)
 {
     FakeBusMethodCaller bus; // answers ServiceUnknown
+    VirtualTime time;
     const RequestForwarder::Result result =
-        RequestForwarder(bus).forward(detectorSwitch(true, LaunchRequest{LaunchRequest::Kind::openUris, {"tel:1"}, {}}));
+        time.forwarder(bus).forward(detectorSwitch(true, requestOf(LaunchRequest::Kind::openUris, {"tel:1"})));
     EXPECT_EQ(result.status, Status::noInstance);
     EXPECT_EQ(bus.calls.size(), 1u);
 }
 
-class RequestForwarderMethod : public ::testing::TestWithParam<MethodRow>
-{
-};
+using RequestForwarderMethod = ::testing::TestWithParam<MethodRow>;
 
 TEST_P(RequestForwarderMethod, forward_callsTheMethodOfTheRequest)
 {
     FakeBusMethodCaller bus;
     bus.queue(FakeBusMethodCaller::ok());
-    const RequestForwarder::Result result = RequestForwarder(bus).forward(GetParam().request);
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus).forward(GetParam().request);
 
     EXPECT_EQ(result.status, Status::delivered);
     ASSERT_EQ(bus.calls.size(), 1u);
@@ -143,7 +172,7 @@ TEST_P(RequestForwarderMethod, forward_callsTheMethodOfTheRequest)
 }
 
 INSTANTIATE_TEST_SUITE_P(Requests, RequestForwarderMethod, ::testing::ValuesIn(kMethodRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         dialwise::testing::RowName());
 
 struct ErrorRow
 {
@@ -154,8 +183,6 @@ struct ErrorRow
     std::optional<RequestFailure> failure;
     const char *error;
 };
-
-void PrintTo(const ErrorRow &row, std::ostream *os) { *os << row.name; }
 
 const ErrorRow kErrorRows[] = {
     {"serviceUnknown_noInstance", "org.freedesktop.DBus.Error.ServiceUnknown", "", Status::noInstance, std::nullopt, ""},
@@ -171,25 +198,25 @@ const ErrorRow kErrorRows[] = {
      "the running Dialwise did not take the request (org.example.Error.Odd)"},
 };
 
-class RequestForwarderAnswer : public ::testing::TestWithParam<ErrorRow>
-{
-};
+using RequestForwarderAnswer = ::testing::TestWithParam<ErrorRow>;
 
 TEST_P(RequestForwarderAnswer, forward_reportsWhatTheAnswerMeans)
 {
     FakeBusMethodCaller bus;
     bus.queue(FakeBusMethodCaller::error(GetParam().errorName, GetParam().errorMessage));
-    const RequestForwarder::Result result = RequestForwarder(bus).forward(callText("hello"));
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus).forward(callText("hello"));
 
     EXPECT_EQ(result.status, GetParam().status);
     EXPECT_EQ(result.failure, GetParam().failure);
     EXPECT_EQ(result.error, QString::fromLatin1(GetParam().error));
     // None of these is worth asking again.
     EXPECT_EQ(bus.calls.size(), 1u);
+    EXPECT_TRUE(time.pauses.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, RequestForwarderAnswer, ::testing::ValuesIn(kErrorRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         dialwise::testing::RowName());
 
 struct StartingRow
 {
@@ -197,17 +224,13 @@ struct StartingRow
     const char *errorName;
 };
 
-void PrintTo(const StartingRow &row, std::ostream *os) { *os << row.name; }
-
 const StartingRow kStartingRows[] = {
     {"unknownObject", "org.freedesktop.DBus.Error.UnknownObject"},
     {"unknownInterface", "org.freedesktop.DBus.Error.UnknownInterface"},
     {"unknownMethod", "org.freedesktop.DBus.Error.UnknownMethod"},
 };
 
-class RequestForwarderStartup : public ::testing::TestWithParam<StartingRow>
-{
-};
+using RequestForwarderStartup = ::testing::TestWithParam<StartingRow>;
 
 TEST_P(RequestForwarderStartup, startingInstance_retriedUntilItAnswers)
 {
@@ -216,9 +239,11 @@ TEST_P(RequestForwarderStartup, startingInstance_retriedUntilItAnswers)
         bus.queue(FakeBusMethodCaller::error(GetParam().errorName));
     bus.queue(FakeBusMethodCaller::ok());
 
-    const RequestForwarder::Result result = RequestForwarder(bus).forward(callText("5551234567"));
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus).forward(callText("5551234567"));
     EXPECT_EQ(result.status, Status::delivered);
     EXPECT_EQ(bus.calls.size(), 4u);
+    EXPECT_EQ(time.pauses, std::vector<Ms>(3, 20ms));
 }
 
 TEST_P(RequestForwarderStartup, startingInstance_afterGrace_isAFailure)
@@ -227,26 +252,64 @@ TEST_P(RequestForwarderStartup, startingInstance_afterGrace_isAFailure)
     bus.queue(FakeBusMethodCaller::error(GetParam().errorName, "not there yet"));
 
     // No grace at all: the first "not ready" answer is final.
-    const RequestForwarder::Result result = RequestForwarder(bus, 0ms).forward(callText("5551234567"));
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus, 0ms).forward(callText("5551234567"));
     EXPECT_EQ(result.status, Status::failed);
     EXPECT_EQ(result.failure, std::nullopt);
     EXPECT_EQ(result.error, QStringLiteral("the running Dialwise did not take the request (not there yet)"));
     EXPECT_EQ(bus.calls.size(), 1u);
+    EXPECT_TRUE(time.pauses.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Starting, RequestForwarderStartup, ::testing::ValuesIn(kStartingRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         dialwise::testing::RowName());
 
-TEST(RequestForwarderGrace, shortGrace_keepsTryingUntilItRunsOut)
+// With every answer at once, a try is made at the start and after each 20 ms pause; a pause is
+// taken only while the grace lasts, so the last try is the first one at or past its end.
+struct GraceRow
+{
+    const char *name;
+    Ms grace;
+    size_t tries;
+    Ms lastTry;
+};
+
+const GraceRow kGraceRows[] = {
+    {"short", 200ms, 11, 200ms},
+    {"notAWholeNumberOfPauses", 210ms, 12, 220ms},
+    {"startup", RequestForwarder::kStartupGrace, 501, 10000ms},
+};
+
+using RequestForwarderGrace = ::testing::TestWithParam<GraceRow>;
+
+TEST_P(RequestForwarderGrace, neverReady_triesEveryPauseUntilGraceRunsOut)
 {
     FakeBusMethodCaller bus;
     bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownObject"));
 
-    const RequestForwarder::Result result = RequestForwarder(bus, 200ms).forward(callText("5551234567"));
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus, GetParam().grace).forward(callText("5551234567"));
     EXPECT_EQ(result.status, Status::failed);
-    // Tried more than once within the grace, and not without end.
-    EXPECT_GT(bus.calls.size(), 1u);
-    EXPECT_LT(bus.calls.size(), 200u);
+    ASSERT_EQ(bus.calls.size(), GetParam().tries);
+    EXPECT_EQ(time.pauses, std::vector<Ms>(GetParam().tries - 1, 20ms));
+    EXPECT_EQ(time.now, GetParam().lastTry);
+}
+
+INSTANTIATE_TEST_SUITE_P(Graces, RequestForwarderGrace, ::testing::ValuesIn(kGraceRows), dialwise::testing::RowName());
+
+TEST(RequestForwarderSlowReplies, timeSpentWaitingForAnswers_countsAgainstTheGrace)
+{
+    FakeBusMethodCaller bus;
+    bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownMethod"));
+    VirtualTime time;
+    bus.whileAnswering = [&time] { time.now += 50ms; };
+
+    // Tries end at 50, 120, 190 (each then pauses 20 ms) and 260 ms, past the 200 ms grace.
+    const RequestForwarder::Result result = time.forwarder(bus, 200ms).forward(callText("5551234567"));
+    EXPECT_EQ(result.status, Status::failed);
+    EXPECT_EQ(bus.calls.size(), 4u);
+    EXPECT_EQ(time.pauses.size(), 3u);
+    EXPECT_EQ(time.now, 260ms);
 }
 
 } // namespace
