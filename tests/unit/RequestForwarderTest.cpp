@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 using namespace std::chrono_literals;
 using dialwise::LaunchRequest;
@@ -264,38 +265,27 @@ TEST_P(RequestForwarderStartup, startingInstance_afterGrace_isAFailure)
 INSTANTIATE_TEST_SUITE_P(Starting, RequestForwarderStartup, ::testing::ValuesIn(kStartingRows),
                          dialwise::testing::RowName());
 
-// With every answer at once, a try is made at the start and after each 20 ms pause; a pause is
-// taken only while the grace lasts, so the last try is the first one at or past its end.
-struct GraceRow
+TEST(RequestForwarderGrace, neverReady_triesEveryPauseUntilGraceRunsOut)
 {
-    const char *name;
-    Ms grace;
-    size_t tries;
-    Ms lastTry;
-};
-
-const GraceRow kGraceRows[] = {
-    {"short", 200ms, 11, 200ms},
-    {"notAWholeNumberOfPauses", 210ms, 12, 220ms},
-    {"startup", RequestForwarder::kStartupGrace, 501, 10000ms},
-};
-
-using RequestForwarderGrace = ::testing::TestWithParam<GraceRow>;
-
-TEST_P(RequestForwarderGrace, neverReady_triesEveryPauseUntilGraceRunsOut)
-{
-    FakeBusMethodCaller bus;
-    bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownObject"));
-
-    VirtualTime time;
-    const RequestForwarder::Result result = time.forwarder(bus, GetParam().grace).forward(callText("5551234567"));
-    EXPECT_EQ(result.status, Status::failed);
-    ASSERT_EQ(bus.calls.size(), GetParam().tries);
-    EXPECT_EQ(time.pauses, std::vector<Ms>(GetParam().tries - 1, 20ms));
-    EXPECT_EQ(time.now, GetParam().lastTry);
+    // With every answer at once, a try is made at the start and after each 20 ms pause; a pause is
+    // taken only while the grace lasts, so the last try is the first one at or past its end.
+    const std::tuple<Ms, size_t, Ms> rows[] = {
+        // grace, tries, time of the last try
+        {200ms, 11, 200ms},
+        {210ms, 12, 220ms}, // not a whole number of pauses
+        {RequestForwarder::kStartupGrace, 501, 10000ms},
+    };
+    for (const auto &[grace, tries, lastTry] : rows) {
+        SCOPED_TRACE("grace " + std::to_string(grace.count()) + " ms");
+        FakeBusMethodCaller bus;
+        bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownObject"));
+        VirtualTime time;
+        EXPECT_EQ(time.forwarder(bus, grace).forward(callText("5551234567")).status, Status::failed);
+        ASSERT_EQ(bus.calls.size(), tries);
+        EXPECT_EQ(time.pauses, std::vector<Ms>(tries - 1, 20ms));
+        EXPECT_EQ(time.now, lastTry);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Graces, RequestForwarderGrace, ::testing::ValuesIn(kGraceRows), dialwise::testing::RowName());
 
 TEST(RequestForwarderSlowReplies, timeSpentWaitingForAnswers_countsAgainstTheGrace)
 {
