@@ -18,7 +18,8 @@ concept NamedRow = requires(const Row &row) {
     { row.name } -> std::convertible_to<const char *>;
 };
 
-// More constrained than GoogleTest's own PrintTo, so it is chosen for every named row.
+// More constrained than GoogleTest's own PrintTo, so it is chosen for every named row; a row type
+// that has a plain PrintTo of its own keeps that one.
 template <NamedRow Row>
 void PrintTo(const Row &row, std::ostream *os)
 {
