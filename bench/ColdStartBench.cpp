@@ -115,12 +115,12 @@ int main(int argc, char **argv)
 
     if (withChromium) {
         QTemporaryDir profile;
-        QList<QByteArray> argv = chromiumFlags(profile.path());
-        argv.append("--app=" + rig.standIn().baseUrl().toString().toLatin1() + dialwise::voice::kCallsPath);
+        QList<QByteArray> chromiumArgv = chromiumFlags(profile.path());
+        chromiumArgv.append("--app=" + rig.standIn().baseUrl().toString().toLatin1() + dialwise::voice::kCallsPath);
         Figures chromiumFigures;
         for (int i = 0; i < runs + warmUp; ++i) {
             pid_t pid = -1;
-            const double ms = timeStart(rig, arrivals, argv, page, [](unsigned long) { return true; }, &pid);
+            const double ms = timeStart(rig, arrivals, chromiumArgv, page, [](unsigned long) { return true; }, &pid);
             stop(pid);
             // Chromium's helpers leave a moment after the browser; the next start must not find
             // the old instance and hand over to it.

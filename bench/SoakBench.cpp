@@ -247,10 +247,10 @@ int main(int argc, char **argv)
         const pid_t start = rig.startProcess({ShellRig::program().toLocal8Bit(), QByteArray("tel:+") + kReloadDigits});
         ShellRig::waitProcess(start, kStepMs);
         auto seen = [&] {
-            int count = 0;
+            int requests = 0;
             for (const QString &target : rig.standIn().requestTargets().mid(from))
-                count += target == reloadTarget ? 1 : 0;
-            return count - 1; // the first request is the call itself
+                requests += target == reloadTarget ? 1 : 0;
+            return requests - 1; // the first request is the call itself
         };
         // Waits while the chain goes on: a reload that has not come kStepMs after the one before
         // is a stalled chain, not a slow one.
