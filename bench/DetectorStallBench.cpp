@@ -1,0 +1,120 @@
+// What the detector's end-to-end tests check happens, timed: how soon the strip goes once the
+// popup under it closes without a click (the poll), how soon it goes after a click elsewhere,
+// and how long a `dialwise tel:` hand-over takes while a scan waits on a stopped (SIGSTOP)
+// program. Run under tests/run-in-desktop tests/with-accessibility-bus:
+//   DetectorStallBench [ROUNDS=10] [qt|gtk]
+#include "bench/HandoverColdStartTiming.h"
+#include "tests/e2e/DetectorDesktop.h"
+#include "tests/e2e/ShellRig.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+
+using dialwise::bench::Figures;
+using dialwise::testing::PhoneLinkFixtureProcess;
+using dialwise::testing::ShellRig;
+using namespace dialwise::testing;
+
+namespace {
+
+constexpr int kWaitMs = 10000;
+// An empty spot of the fixture's window, and one on the bare desktop.
+const QPoint kFixtureSpot(650, 450);
+const QPoint kDesktopSpot(1270, 1015);
+
+double msSince(const QElapsedTimer &timer)
+{
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+// Clicks the number and waits for the popup's strip; the click's time for waiting its scans out.
+bool openStrip(PhoneLinkFixtureProcess &fixture, QElapsedTimer &click)
+{
+    click.start();
+    return xdotoolClick(fixture.numberCentre()) && fixture.waitForPopup()
+        && ShellRig::waitUntil([] { return xwininfoWindowSized(260, 120).has_value(); }, kWaitMs)
+        && waitForStripGeometry(kWaitMs).has_value();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QGuiApplication app(argc, argv);
+    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 10;
+    const auto toolkit = (argc > 2 && QByteArray(argv[2]) == "gtk") ? PhoneLinkFixtureProcess::Toolkit::gtk
+                                                                    : PhoneLinkFixtureProcess::Toolkit::qt;
+    ShellRig rig;
+    if (!rig.startStandIn() || !rig.startPrimary({QStringLiteral("--detect-phone-links")})) {
+        std::fprintf(stderr, "dialwise did not start: %s\n", rig.primaryErrors().constData());
+        return 1;
+    }
+    rig.closeVisibleWindows(kWaitMs);
+    ShellRig::waitUntil([] { return ShellRig::logText().contains(QStringLiteral("Monitoring active.")); }, kWaitMs);
+
+    Figures popupClosed, clickedAway, frozenHandOver;
+    for (int i = 0; i < rounds; ++i) {
+        auto fixture = PhoneLinkFixtureProcess::start(toolkit);
+        if (!fixture) {
+            std::fprintf(stderr, "fixture did not start\n");
+            return 1;
+        }
+        QElapsedTimer click;
+        QElapsedTimer timer;
+
+        // Opens the strip, takes it away as `takeAway` does and times until it is gone.
+        auto timeRemoval = [&](Figures &figures, const std::function<void()> &takeAway) {
+            if (openStrip(*fixture, click)) {
+                timer.start();
+                takeAway();
+                if (stripGone(kWaitMs))
+                    figures.ms.append(msSince(timer));
+                else
+                    ++figures.failures;
+            } else {
+                ++figures.failures;
+            }
+            waitForScansAfter(click);
+        };
+        // The popup goes without a click, as when its program closes it.
+        timeRemoval(popupClosed, [] {
+            if (const auto popup = xwininfoWindowSized(260, 120))
+                xdotool({QStringLiteral("windowunmap"), QString::number(popup->id)});
+        });
+        // A click on the bare desktop.
+        timeRemoval(clickedAway, [] { xdotoolClick(kDesktopSpot); });
+
+        // A hand-over while the first scan attempt waits on the stopped program.
+        const qsizetype errBefore = rig.primaryErrors().size();
+        click.start();
+        xdotoolClick(fixture->numberCentre());
+        fixture->waitForPopup();
+        fixture->freeze();
+        ShellRig::waitUntil([&] { return rig.primaryErrors().mid(errBefore).contains("Dialwise: --- Scan attempt 1 ---"); },
+                            kWaitMs);
+        const QString digits = QStringLiteral("1202555%1").arg(100 + i, 4, 10, QChar(u'0'));
+        const int before = int(rig.standIn().requestLines().size());
+        timer.start();
+        const ShellRig::Run run = rig.run(QStringList{QStringLiteral("tel:+") + digits}, kWaitMs);
+        if (run.finished && run.exitCode == 0
+            && rig.standIn().waitForTarget(ShellRig::newCallPrefix() + digits, kWaitMs, before))
+            frozenHandOver.ms.append(msSince(timer));
+        else
+            ++frozenHandOver.failures;
+        fixture->thaw();
+        waitForScansAfter(click);
+        rig.closeVisibleWindows(kWaitMs);
+        fixture.reset();
+        stripGone(kWaitMs);
+    }
+    std::printf("%s fixture, %d rounds\n", qPrintable(PhoneLinkFixtureProcess::toolkitName(toolkit)), rounds);
+    popupClosed.print("popup closed -> strip gone");
+    clickedAway.print("click elsewhere -> strip gone");
+    frozenHandOver.print("hand-over, scan of a stopped program");
+    return 0;
+}
