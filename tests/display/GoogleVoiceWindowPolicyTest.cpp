@@ -43,6 +43,19 @@ protected:
         s_opener = nullptr;
     }
 
+    // The window showing a page of the stand-in's that holds one link, 200 by 40 pixels at the
+    // top left, with that id and address.
+    void showPageWithLink(const QString &path, const QByteArray &id, const QByteArray &href)
+    {
+        rig.standIn.setPage(path, "<!DOCTYPE html><html><body style=\"margin:0\"><a id=\"" + id
+                                      + "\" style=\"display:block;width:200px;height:40px\" href=\"" + href
+                                      + "\">link</a></body></html>");
+        rig.window->showAndActivate();
+        ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
+        rig.navigate(path);
+        ASSERT_TRUE(rig.waitForPage(path));
+    }
+
     VoicePage *voicePage() const { return qobject_cast<VoicePage *>(rig.page()); }
 
     // The stand-in under a second origin: same server, "localhost" instead of "127.0.0.1".
@@ -133,14 +146,7 @@ TEST_F(GoogleVoiceWindowPolicy, userClickOnForeignBlankLink_stillLoadsInPlace)
 
 TEST_F(GoogleVoiceWindowPolicy, telLinkClickedInPage_dialsThroughWindowWithoutXdgOpen)
 {
-    rig.standIn.setPage(QStringLiteral("/contact"),
-                        "<!DOCTYPE html><html><body style=\"margin:0\">"
-                        "<a id=\"tel-link\" style=\"display:block;width:200px;height:40px\" "
-                        "href=\"tel:+1-202-555-0123\">call us</a></body></html>");
-    rig.window->showAndActivate();
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
-    rig.navigate(QStringLiteral("/contact"));
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/contact")));
+    ASSERT_NO_FATAL_FAILURE(showPageWithLink(QStringLiteral("/contact"), "tel-link", "tel:+1-202-555-0123"));
     const int from = static_cast<int>(rig.standIn.requestLines().size());
 
     ASSERT_TRUE(rig.clickElement(QStringLiteral("tel-link")));
@@ -157,14 +163,7 @@ TEST_F(GoogleVoiceWindowPolicy, telLinkClickedInPage_dialsThroughWindowWithoutXd
 
 TEST_F(GoogleVoiceWindowPolicy, mailtoLinkClicked_refusedAndNotHandedOn)
 {
-    rig.standIn.setPage(QStringLiteral("/mail"),
-                        "<!DOCTYPE html><html><body style=\"margin:0\">"
-                        "<a id=\"mail-link\" style=\"display:block;width:200px;height:40px\" "
-                        "href=\"mailto:someone@example.org\">mail</a></body></html>");
-    rig.window->showAndActivate();
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
-    rig.navigate(QStringLiteral("/mail"));
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/mail")));
+    ASSERT_NO_FATAL_FAILURE(showPageWithLink(QStringLiteral("/mail"), "mail-link", "mailto:someone@example.org"));
     const int refusedBefore = voicePage()->refusals();
 
     ASSERT_TRUE(rig.clickElement(QStringLiteral("mail-link")));

@@ -14,12 +14,12 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
+using dialwise::testing::kStartMs;
 using dialwise::testing::ShellRig;
 
 namespace {
 
-constexpr int kStartMs = 30000;
-constexpr int kCallWaitMs = 10000;
 // How long a hidden Dialwise gets to prove it shows nothing: a normal start maps its window right
 // after the page request, a few hundred milliseconds on this machine (see docs/benchmarks.md).
 constexpr int kHiddenCheckMs = 1500;

@@ -16,13 +16,13 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
+using dialwise::testing::kStartMs;
 using dialwise::testing::ShellRig;
 using dialwise::testing::ShellSuite;
 
 namespace {
 
-constexpr int kStartMs = 30000;
-constexpr int kCallWaitMs = 10000;
 // A Dialwise that did not quit within this long is reported rather than waited on.
 constexpr int kQuitMs = 10000;
 

@@ -317,9 +317,7 @@ TEST_P(DetectorPlacement, stripUnderPopupOnEveryMonitor_atThatMonitorsRatio_abov
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, DetectorPlacement, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &shown) {
-                             return PhoneLinkFixtureProcess::toolkitName(shown.param).toStdString();
-                         });
+                         PhoneLinkFixtureProcess::TestName());
 
 } // namespace
 

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
 using dialwise::testing::ShellRig;
 using dialwise::testing::ShellSuite;
 
@@ -18,7 +19,6 @@ namespace {
 // How long a link that must not dial gets to prove it: a hand-over that dials reaches the
 // stand-in within a few hundred milliseconds on this machine.
 constexpr int kNoCallWaitMs = 1500;
-constexpr int kCallWaitMs = 10000;
 constexpr char kDesktopEntry[] = "app.dialwise.Dialwise.desktop";
 // Dialled by the primary's own start: `dialwise LINK` with nothing running starts Dialwise and
 // then dials.

@@ -129,8 +129,7 @@ protected:
         fixture.reset();
         // Whatever a test left on screen goes: Dialwise's windows (the Dial Number dialog too)
         // are closed, and a click on the empty desktop removes any strip.
-        for (const QString &window : rig->visibleWindows())
-            rig->closeWindow(window);
+        rig->closeVisibleWindows();
         lastClick.start();
         xdotoolClick(QPoint(1270, 1015));
         stripGone(2000);
@@ -337,8 +336,7 @@ TEST_P(PhoneLinkDetection, frozenProgram_handOverDuringScanServed)
     }, 2 * kScanBurstMs)) << rig->primaryErrors().mid(errBefore).toStdString();
     fixture->thaw();
     // The web window came up for the call; out of the way again for the next test.
-    for (const QString &window : rig->visibleWindows())
-        rig->closeWindow(window);
+    rig->closeVisibleWindows();
 }
 
 TEST_P(PhoneLinkDetection, largeProgram_handOverAndCallSelectionDuringScan_servedAndScanCompletes)
@@ -368,14 +366,11 @@ TEST_P(PhoneLinkDetection, largeProgram_handOverAndCallSelectionDuringScan_serve
     EXPECT_TRUE(ShellRig::waitUntil([&] {
         return rig->primaryErrors().mid(errBefore).count("Dialwise: All scan attempts exhausted. No DD popup found.") >= 2;
     }, 2 * kScanBurstMs)) << rig->primaryErrors().mid(errBefore).toStdString();
-    for (const QString &window : rig->visibleWindows())
-        rig->closeWindow(window);
+    rig->closeVisibleWindows();
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, PhoneLinkDetection, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &shown) {
-                             return PhoneLinkFixtureProcess::toolkitName(shown.param).toStdString();
-                         });
+                         PhoneLinkFixtureProcess::TestName());
 
 // Without the option nothing of the detector runs: run as a ctest of its own, on a fresh desktop.
 TEST(PhoneLinkDetectionOff, withoutOption_noClickListenerNoLog)
@@ -383,8 +378,7 @@ TEST(PhoneLinkDetectionOff, withoutOption_noClickListenerNoLog)
     ShellRig rig;
     ASSERT_TRUE(rig.startStandIn());
     ASSERT_TRUE(rig.startPrimary()) << rig.primaryErrors().toStdString();
-    for (const QString &window : rig.visibleWindows())
-        rig.closeWindow(window);
+    rig.closeVisibleWindows();
     auto fixture = PhoneLinkFixtureProcess::start(Toolkit::qt);
     ASSERT_TRUE(fixture);
     ASSERT_TRUE(xdotoolClick(fixture->numberCentre()));
@@ -404,9 +398,7 @@ TEST(PhoneLinkDetectionSwitch, handedOver_turnsDetectorOnThenOff)
     ShellRig rig;
     ASSERT_TRUE(rig.startStandIn());
     ASSERT_TRUE(rig.startPrimary()) << rig.primaryErrors().toStdString();
-    for (const QString &window : rig.visibleWindows())
-        rig.closeWindow(window);
-    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+    ASSERT_TRUE(rig.closeVisibleWindows(10000));
     auto fixture = PhoneLinkFixtureProcess::start(Toolkit::gtk);
     ASSERT_TRUE(fixture);
     const QPoint away(650, 450);
@@ -498,9 +490,7 @@ TEST(PhoneLinkDetectionBusRestart, busKilledAndStartedAgain_clickAfterwardsShows
     ShellRig rig;
     ASSERT_TRUE(rig.startStandIn());
     ASSERT_TRUE(rig.startPrimary({QStringLiteral("--detect-phone-links")})) << rig.primaryErrors().toStdString();
-    for (const QString &window : rig.visibleWindows())
-        rig.closeWindow(window);
-    ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
+    ASSERT_TRUE(rig.closeVisibleWindows(10000));
     ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
         << rig.primaryErrors().toStdString();
     const QPoint away(1270, 1015);

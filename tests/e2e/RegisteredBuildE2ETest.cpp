@@ -12,11 +12,10 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kStartMs;
 using dialwise::testing::ShellRig;
 
 namespace {
-
-constexpr int kStartMs = 30000;
 
 TEST(RegisteredBuildE2ETest, activateAfterRegistering_busStartsBuiltProgramHidden)
 {

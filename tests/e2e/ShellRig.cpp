@@ -263,7 +263,8 @@ int ShellRig::waitProcess(pid_t pid, int timeoutMs)
     if (!launcher.finished || launcher.exitCode != 0)
         return ::testing::AssertionFailure() << "the launcher exited " << launcher.exitCode << ": " << launcher.err.toStdString();
     if (!m_standIn.waitForTarget(target, timeoutMs, from))
-        return ::testing::AssertionFailure() << "no request for " << target.toStdString() << " within " << timeoutMs << " ms";
+        return ::testing::AssertionFailure() << "no request for " << target.toStdString() << " within " << timeoutMs
+                                             << " ms; seen: " << m_standIn.requestTargets().mid(from).join(u' ').toStdString();
     return ::testing::AssertionSuccess();
 }
 

@@ -19,6 +19,8 @@ namespace dialwise::testing {
 // How long a request gets to reach the stand-in: generous, so that only a request that never
 // comes fails; how fast it comes is the benchmarks' business (docs/benchmarks.md).
 inline constexpr int kCallWaitMs = 10000;
+// How long a start of Dialwise gets, the web engine's first page load included; as generous.
+inline constexpr int kStartMs = 30000;
 
 // Drives the real `dialwise` program on the private desktop tests/run-in-desktop provides: a
 // primary instance that stays up, second launches that hand requests to it, and the stand-in web

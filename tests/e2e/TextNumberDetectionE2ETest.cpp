@@ -62,8 +62,7 @@ protected:
             program->waitForFinished(5000);
             program.reset();
         }
-        for (const QString &window : rig->visibleWindows())
-            rig->closeWindow(window);
+        rig->closeVisibleWindows();
         stripGone(2000);
         waitForScansOfLastClick();
     }
