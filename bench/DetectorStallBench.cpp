@@ -15,19 +15,17 @@
 #include <cstdlib>
 #include <functional>
 
-using dialwise::bench::Figures;
-using dialwise::testing::PhoneLinkFixtureProcess;
-using dialwise::testing::ShellRig;
+using namespace dialwise::bench;
 using namespace dialwise::testing;
 
 namespace {
 
 constexpr int kWaitMs = 10000;
-// An empty spot of the fixture's window, and one on the bare desktop.
-const QPoint kFixtureSpot(650, 450);
+// A spot on the bare desktop, beside the fixture's window.
 const QPoint kDesktopSpot(1270, 1015);
 
-double msSince(const QElapsedTimer &timer)
+// Milliseconds on the timer.
+double msOn(const QElapsedTimer &timer)
 {
     return double(timer.nsecsElapsed()) / 1e6;
 }
@@ -73,7 +71,7 @@ int main(int argc, char **argv)
                 timer.start();
                 takeAway();
                 if (stripGone(kWaitMs))
-                    figures.ms.append(msSince(timer));
+                    figures.ms.append(msOn(timer));
                 else
                     ++figures.failures;
             } else {
@@ -103,7 +101,7 @@ int main(int argc, char **argv)
         const ShellRig::Run run = rig.run(QStringList{QStringLiteral("tel:+") + digits}, kWaitMs);
         if (run.finished && run.exitCode == 0
             && rig.standIn().waitForTarget(ShellRig::newCallPrefix() + digits, kWaitMs, before))
-            frozenHandOver.ms.append(msSince(timer));
+            frozenHandOver.ms.append(msOn(timer));
         else
             ++frozenHandOver.failures;
         fixture->thaw();

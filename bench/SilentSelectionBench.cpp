@@ -15,20 +15,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-using dialwise::bench::Figures;
+using namespace dialwise::bench;
 using dialwise::testing::ShellRig;
 
-namespace {
-
-constexpr int kWaitMs = 20000;
-constexpr int kQueued = 5;
-
-double msSince(const QElapsedTimer &timer)
-{
-    return double(timer.nsecsElapsed()) / 1e6;
-}
-
-} // namespace
+// A request that has not ended by then counts as failed.
+static constexpr int kWaitMs = 20000;
+static constexpr int kQueued = 5;
 
 int main(int argc, char **argv)
 {
@@ -48,7 +40,7 @@ int main(int argc, char **argv)
         timer.start();
         const ShellRig::Run run = rig.run(QStringList{QStringLiteral("--call-selection")}, kWaitMs);
         if (run.finished && run.exitCode == 1 && run.err == "dialwise: No text provided\n")
-            alone.ms.append(msSince(timer));
+            alone.ms.append(double(timer.nsecsElapsed()) / 1e6);
         else
             ++alone.failures;
 
@@ -59,14 +51,14 @@ int main(int argc, char **argv)
         QElapsedTimer handOverTimer;
         handOverTimer.start();
         if (rig.callTextDials(QStringLiteral("%1").arg(300 + i, 4, 10, QChar(u'0')), kWaitMs))
-            handOver.ms.append(msSince(handOverTimer));
+            handOver.ms.append(double(handOverTimer.nsecsElapsed()) / 1e6);
         else
             ++handOver.failures;
         bool allGaveUp = true;
         for (pid_t request : requests)
             allGaveUp = ShellRig::waitProcess(request, kWaitMs) == 1 && allGaveUp;
         if (allGaveUp)
-            queued.ms.append(msSince(timer));
+            queued.ms.append(double(timer.nsecsElapsed()) / 1e6);
         else
             ++queued.failures;
     }

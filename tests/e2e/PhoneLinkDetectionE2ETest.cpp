@@ -119,6 +119,18 @@ std::optional<Strip> waitForPopupStrip(const QRect &popup, int timeoutMs)
     return waitForStrip(timeoutMs, expectedStrip(popup));
 }
 
+// A click on the fixture's number brings its popup and the strip; a click on `away` takes the
+// strip away again; then that click's last scans run out.
+void expectStripComesAndGoes(PhoneLinkFixtureProcess &fixture, const QPoint &away)
+{
+    ASSERT_TRUE(xdotoolClick(fixture.numberCentre()));
+    ASSERT_TRUE(fixture.waitForPopup());
+    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << ShellRig::logText().toStdString();
+    ASSERT_TRUE(xdotoolClick(away));
+    EXPECT_TRUE(stripGone(kAbsenceWindowMs));
+    ShellRig::pump(kScanBurstMs);
+}
+
 class PhoneLinkDetection : public ShellSuite<::testing::TestWithParam<Toolkit>>
 {
 protected:
@@ -411,12 +423,7 @@ TEST(PhoneLinkDetectionSwitch, handedOver_turnsDetectorOnThenOff)
     EXPECT_TRUE(ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty());
     ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
         << rig.primaryErrors().toStdString();
-    ASSERT_TRUE(xdotoolClick(fixture->numberCentre()));
-    ASSERT_TRUE(fixture->waitForPopup());
-    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << ShellRig::logText().toStdString();
-    ASSERT_TRUE(xdotoolClick(away));
-    EXPECT_TRUE(stripGone(1000));
-    ShellRig::pump(kScanBurstMs); // the last scans of that click run out
+    ASSERT_NO_FATAL_FAILURE(expectStripComesAndGoes(*fixture, away));
 
     const ShellRig::Run off = rig.run(QStringList{QStringLiteral("--detect-phone-links=off")}, 5000);
     ASSERT_TRUE(off.finished);
@@ -498,12 +505,7 @@ TEST(PhoneLinkDetectionBusRestart, busKilledAndStartedAgain_clickAfterwardsShows
     // Found on the first bus.
     auto fixture = PhoneLinkFixtureProcess::start(Toolkit::gtk);
     ASSERT_TRUE(fixture);
-    ASSERT_TRUE(xdotoolClick(fixture->numberCentre()));
-    ASSERT_TRUE(fixture->waitForPopup());
-    ASSERT_TRUE(waitForStrip(kScanBurstMs)) << ShellRig::logText().toStdString();
-    ASSERT_TRUE(xdotoolClick(away));
-    EXPECT_TRUE(stripGone(1000));
-    ShellRig::pump(kScanBurstMs); // the last scans of that click run out
+    ASSERT_NO_FATAL_FAILURE(expectStripComesAndGoes(*fixture, away));
     fixture.reset();
 
     // Three times: from the second on, libatspi's objects are those brought back the time before.
