@@ -95,12 +95,12 @@ TextPathCost textPathCost(const QPoint &at, int iterations)
 {
     using namespace dialwise;
     LinuxDetectionBackends backends = LinuxDetectionBackends::create();
-    testing::CallManagerRig callRig;
+    dialwise::testing::CallManagerRig callRig;
     std::unique_ptr<CallManager> callManager = callRig.makeManager();
     DataDetectorMonitor::Services services;
     services.platform = {backends.elementTree, backends.windowList, backends.screen, backends.clickSource,
                          std::make_shared<RecordingPanelView>()};
-    services.scheduler = std::make_shared<testing::ManualScheduler>();
+    services.scheduler = std::make_shared<dialwise::testing::ManualScheduler>();
     services.textNumberFinder = std::make_shared<const TextNumberFinder>();
     services.logToStandardError = false;
     DataDetectorMonitor monitor(std::move(services), *callManager);

@@ -2,13 +2,12 @@
 // owned by this test, and a recording xdg-open first on PATH standing in for the browser.
 #include "platform/linux/LinuxDesktopServices.h"
 #include "tests/support/NotificationServerStandIn.h"
+#include "tests/support/RecordingOpener.h"
 #include "tests/fakes/CallManagerRig.h"
 
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QFile>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -19,23 +18,15 @@ using dialwise::testing::CallManagerRig;
 
 namespace {
 
-QTemporaryDir *g_bin = nullptr;
+dialwise::testing::RecordingOpener *g_opener = nullptr;
 
 // How long a second, unwanted notification is watched for: a notification crosses the private
 // bus in a few milliseconds, so one that was sent would arrive well within this.
 constexpr int kNoMoreNotificationsMs = 300;
 
-QString openedLogPath()
-{
-    return g_bin->filePath(QStringLiteral("opened.log"));
-}
-
 QStringList openedUrls()
 {
-    QFile log(openedLogPath());
-    if (!log.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(log.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    return g_opener->openedUrls();
 }
 
 class DesktopServices : public ::testing::Test
@@ -43,7 +34,7 @@ class DesktopServices : public ::testing::Test
 protected:
     void SetUp() override
     {
-        QFile::remove(openedLogPath());
+        g_opener->clear();
         // The server has a connection of its own, so every notification really crosses the bus.
         m_serverBus = std::make_unique<QDBusConnection>(
             QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("notification-server")));
@@ -141,19 +132,5 @@ TEST_F(DesktopServices, noNotificationServer_isSilentAndCallStillRecorded)
 
 int main(int argc, char **argv)
 {
-    // A recording xdg-open first on PATH stands in for the user's browser and tel: handler.
-    QTemporaryDir bin;
-    g_bin = &bin;
-    QFile script(bin.filePath(QStringLiteral("xdg-open")));
-    if (!script.open(QIODevice::WriteOnly))
-        return 2;
-    script.write("#!/bin/sh\nprintf '%s\\n' \"$*\" >> \"" + bin.filePath(QStringLiteral("opened.log")).toUtf8() + "\"\n");
-    script.close();
-    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    qputenv("PATH", bin.path().toUtf8() + ':' + qgetenv("PATH"));
-
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    return dialwise::testing::runTestsWithOpener<QApplication>(argc, argv, g_opener);
 }
-

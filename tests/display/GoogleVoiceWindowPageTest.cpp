@@ -37,19 +37,6 @@ protected:
         return QTest::qWaitFor([&] { return evaluate(rig.page(), kStyleCount).toInt() == count; }, kLoadTimeoutMs);
     }
 
-    // Clicks the element like a user would, so that Chromium sees a user gesture.
-    void clickElement(const QString &id)
-    {
-        const QVariantList box = evaluate(rig.page(), QStringLiteral("(function(){var r=document.getElementById('%1')"
-                                                                     ".getBoundingClientRect();return [r.x+r.width/2,r.y+r.height/2];})()")
-                                                          .arg(id))
-                                     .toList();
-        ASSERT_EQ(box.size(), 2);
-        QWidget *target = rig.window->webView()->focusProxy();
-        ASSERT_NE(target, nullptr);
-        QTest::mouseClick(target, Qt::LeftButton, {}, QPoint(box[0].toInt(), box[1].toInt()));
-    }
-
     bool spinnerShown() const { return !rig.window->spinner()->isHidden(); }
 
     WindowRig rig;
@@ -114,7 +101,7 @@ TEST_F(GoogleVoiceWindowPage, targetBlankLink_opensInSameView)
     rig.navigate(QStringLiteral("/newwindow"));
     ASSERT_TRUE(rig.waitForPage(QStringLiteral("/newwindow")));
 
-    clickElement(QStringLiteral("blank-link"));
+    ASSERT_TRUE(rig.clickElement(QStringLiteral("blank-link")));
 
     EXPECT_TRUE(rig.waitForPage(QStringLiteral("/opened-by-link")));
     EXPECT_EQ(rig.standIn.countTarget(QStringLiteral("/opened-by-link")), 1);
@@ -129,7 +116,7 @@ TEST_F(GoogleVoiceWindowPage, windowOpen_opensInSameView)
     rig.navigate(QStringLiteral("/newwindow"));
     ASSERT_TRUE(rig.waitForPage(QStringLiteral("/newwindow")));
 
-    clickElement(QStringLiteral("open-button"));
+    ASSERT_TRUE(rig.clickElement(QStringLiteral("open-button")));
 
     EXPECT_TRUE(rig.waitForPage(QStringLiteral("/opened-by-window-open")));
     EXPECT_EQ(rig.standIn.countTarget(QStringLiteral("/opened-by-window-open")), 1);

@@ -1,13 +1,13 @@
 // What pages may do to the calling window: a frame from another origin trying to put its own
 // page into the view, links the user clicks, and tel: links inside the page.
 #include "tests/display/WindowTestRig.h"
+#include "tests/support/RecordingOpener.h"
 
 #include "webcall/VoicePage.h"
 
 #include <QApplication>
 #include <QFile>
 #include <QLineEdit>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QWebEnginePage>
 #include <QWebEngineView>
@@ -17,6 +17,7 @@
 using dialwise::VoicePage;
 using dialwise::testing::evaluate;
 using dialwise::testing::kLoadTimeoutMs;
+using dialwise::testing::RecordingOpener;
 using dialwise::testing::WindowRig;
 
 namespace {
@@ -31,47 +32,40 @@ class GoogleVoiceWindowPolicy : public ::testing::Test
 protected:
     static void SetUpTestSuite()
     {
-        // A recording xdg-open first on PATH: what the web engine would hand links to.
-        s_bin = new QTemporaryDir();
-        QFile script(s_bin->filePath(QStringLiteral("xdg-open")));
-        ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-        script.write("#!/bin/sh\nprintf '%s\\n' \"$*\" >> \"" + xdgOpenLog().toUtf8() + "\"\n");
-        script.close();
-        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        qputenv("PATH", s_bin->path().toUtf8() + ':' + qgetenv("PATH"));
+        // What the web engine would hand links to.
+        s_opener = new RecordingOpener;
+        ASSERT_TRUE(s_opener->isValid());
     }
 
     static void TearDownTestSuite()
     {
-        delete s_bin;
-        s_bin = nullptr;
+        delete s_opener;
+        s_opener = nullptr;
     }
 
-    static QString xdgOpenLog() { return s_bin->filePath(QStringLiteral("opened.log")); }
+    // The window showing a page of the stand-in's that holds one link, 200 by 40 pixels at the
+    // top left, with that id and address.
+    void showPageWithLink(const QString &path, const QByteArray &id, const QByteArray &href)
+    {
+        rig.standIn.setPage(path, "<!DOCTYPE html><html><body style=\"margin:0\"><a id=\"" + id
+                                      + "\" style=\"display:block;width:200px;height:40px\" href=\"" + href
+                                      + "\">link</a></body></html>");
+        rig.window->showAndActivate();
+        ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
+        rig.navigate(path);
+        ASSERT_TRUE(rig.waitForPage(path));
+    }
 
     VoicePage *voicePage() const { return qobject_cast<VoicePage *>(rig.page()); }
 
     // The stand-in under a second origin: same server, "localhost" instead of "127.0.0.1".
     QString foreignOrigin() const { return QStringLiteral("http://localhost:%1").arg(rig.standIn.port()); }
 
-    // Clicks the element like a user would, so that Chromium sees a user gesture.
-    void clickElement(const QString &id)
-    {
-        const QVariantList box = evaluate(rig.page(), QStringLiteral("(function(){var r=document.getElementById('%1')"
-                                                                     ".getBoundingClientRect();return [r.x+r.width/2,r.y+r.height/2];})()")
-                                                          .arg(id))
-                                     .toList();
-        ASSERT_EQ(box.size(), 2);
-        QWidget *target = rig.window->webView()->focusProxy();
-        ASSERT_NE(target, nullptr);
-        QTest::mouseClick(target, Qt::LeftButton, {}, QPoint(box[0].toInt(), box[1].toInt()));
-    }
-
-    static QTemporaryDir *s_bin;
+    static RecordingOpener *s_opener;
     WindowRig rig;
 };
 
-QTemporaryDir *GoogleVoiceWindowPolicy::s_bin = nullptr;
+RecordingOpener *GoogleVoiceWindowPolicy::s_opener = nullptr;
 
 TEST_F(GoogleVoiceWindowPolicy, foreignFrameOpensWindowsWithoutGesture_appStays)
 {
@@ -143,7 +137,7 @@ TEST_F(GoogleVoiceWindowPolicy, userClickOnForeignBlankLink_stillLoadsInPlace)
     rig.navigate(QStringLiteral("/links"));
     ASSERT_TRUE(rig.waitForPage(QStringLiteral("/links")));
 
-    clickElement(QStringLiteral("away"));
+    ASSERT_TRUE(rig.clickElement(QStringLiteral("away")));
 
     EXPECT_TRUE(rig.waitForPage(QStringLiteral("/followed")));
     EXPECT_EQ(rig.page()->url().host(), QStringLiteral("localhost"));
@@ -152,17 +146,10 @@ TEST_F(GoogleVoiceWindowPolicy, userClickOnForeignBlankLink_stillLoadsInPlace)
 
 TEST_F(GoogleVoiceWindowPolicy, telLinkClickedInPage_dialsThroughWindowWithoutXdgOpen)
 {
-    rig.standIn.setPage(QStringLiteral("/contact"),
-                        "<!DOCTYPE html><html><body style=\"margin:0\">"
-                        "<a id=\"tel-link\" style=\"display:block;width:200px;height:40px\" "
-                        "href=\"tel:+1-202-555-0123\">call us</a></body></html>");
-    rig.window->showAndActivate();
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
-    rig.navigate(QStringLiteral("/contact"));
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/contact")));
+    ASSERT_NO_FATAL_FAILURE(showPageWithLink(QStringLiteral("/contact"), "tel-link", "tel:+1-202-555-0123"));
     const int from = static_cast<int>(rig.standIn.requestLines().size());
 
-    clickElement(QStringLiteral("tel-link"));
+    ASSERT_TRUE(rig.clickElement(QStringLiteral("tel-link")));
 
     ASSERT_TRUE(rig.standIn.waitForTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550123"), kLoadTimeoutMs, from));
     EXPECT_EQ(rig.window->phoneField()->text(), QStringLiteral("+1 (202) 555-0123"));
@@ -170,27 +157,20 @@ TEST_F(GoogleVoiceWindowPolicy, telLinkClickedInPage_dialsThroughWindowWithoutXd
     EXPECT_EQ(rig.callManager.callHistory().first().number, QStringLiteral("+12025550123"));
     // xdg-open would have been started before the engine gave up on the link.
     QTest::qWait(kLateLoadWatchMs);
-    EXPECT_FALSE(QFile::exists(xdgOpenLog())) << "xdg-open was run";
+    EXPECT_FALSE(QFile::exists(s_opener->logPath())) << "xdg-open was run";
     EXPECT_EQ(rig.standIn.countTarget(QStringLiteral("/u/0/calls?a=nc,%2B12025550123")), 1);
 }
 
 TEST_F(GoogleVoiceWindowPolicy, mailtoLinkClicked_refusedAndNotHandedOn)
 {
-    rig.standIn.setPage(QStringLiteral("/mail"),
-                        "<!DOCTYPE html><html><body style=\"margin:0\">"
-                        "<a id=\"mail-link\" style=\"display:block;width:200px;height:40px\" "
-                        "href=\"mailto:someone@example.org\">mail</a></body></html>");
-    rig.window->showAndActivate();
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
-    rig.navigate(QStringLiteral("/mail"));
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/mail")));
+    ASSERT_NO_FATAL_FAILURE(showPageWithLink(QStringLiteral("/mail"), "mail-link", "mailto:someone@example.org"));
     const int refusedBefore = voicePage()->refusals();
 
-    clickElement(QStringLiteral("mail-link"));
+    ASSERT_TRUE(rig.clickElement(QStringLiteral("mail-link")));
 
     EXPECT_TRUE(QTest::qWaitFor([&] { return voicePage()->refusals() > refusedBefore; }, kLoadTimeoutMs));
     QTest::qWait(kLateLoadWatchMs);
-    EXPECT_FALSE(QFile::exists(xdgOpenLog())) << "xdg-open was run";
+    EXPECT_FALSE(QFile::exists(s_opener->logPath())) << "xdg-open was run";
     EXPECT_EQ(rig.currentTarget(), QStringLiteral("/mail"));
 }
 

@@ -38,11 +38,22 @@ bool loadEndedFor(const WindowRig &rig, const QString &target)
     return false;
 }
 
-TEST(GoogleVoiceWindowTimeout, unansweredNewCall_stoppedAtExactlySixtySeconds)
+class GoogleVoiceWindowTimeout : public ::testing::Test
 {
+protected:
+    // Once the calls page has loaded, the web app answers what comes next for it as `stall` says.
+    void stallCallsAfterFirstLoad(VoiceStandIn::Stall stall)
+    {
+        ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
+        rig.standIn.setStall(QStringLiteral("/u/0/calls"), stall);
+    }
+
     WindowRig rig;
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
-    rig.standIn.setStall(QStringLiteral("/u/0/calls"), VoiceStandIn::Stall::noAnswer);
+};
+
+TEST_F(GoogleVoiceWindowTimeout, unansweredNewCall_stoppedAtExactlySixtySeconds)
+{
+    ASSERT_NO_FATAL_FAILURE(stallCallsAfterFirstLoad(VoiceStandIn::Stall::noAnswer));
 
     const auto calledAt = rig.scheduler.now();
     rig.window->initiateCall(QStringLiteral("+12025550123"));
@@ -64,12 +75,10 @@ TEST(GoogleVoiceWindowTimeout, unansweredNewCall_stoppedAtExactlySixtySeconds)
     ASSERT_EQ(rig.callManager.callHistory().size(), 1);
 }
 
-TEST(GoogleVoiceWindowTimeout, pageArrivingAtSixtySeconds_isNotCutOff)
+TEST_F(GoogleVoiceWindowTimeout, pageArrivingAtSixtySeconds_isNotCutOff)
 {
-    WindowRig rig;
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
     // The head and the start of the page go out, then the rest takes its time.
-    rig.standIn.setStall(QStringLiteral("/u/0/calls"), VoiceStandIn::Stall::partialBody);
+    ASSERT_NO_FATAL_FAILURE(stallCallsAfterFirstLoad(VoiceStandIn::Stall::partialBody));
 
     const auto calledAt = rig.scheduler.now();
     rig.window->initiateCall(QStringLiteral("+12025550123"));
@@ -85,11 +94,9 @@ TEST(GoogleVoiceWindowTimeout, pageArrivingAtSixtySeconds_isNotCutOff)
     EXPECT_TRUE(spinnerTurning(rig));
 }
 
-TEST(GoogleVoiceWindowTimeout, secondCallWhileFirstUnanswered_getsItsOwnSixtySeconds)
+TEST_F(GoogleVoiceWindowTimeout, secondCallWhileFirstUnanswered_getsItsOwnSixtySeconds)
 {
-    WindowRig rig;
-    ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
-    rig.standIn.setStall(QStringLiteral("/u/0/calls"), VoiceStandIn::Stall::noAnswer);
+    ASSERT_NO_FATAL_FAILURE(stallCallsAfterFirstLoad(VoiceStandIn::Stall::noAnswer));
     const QString second = QStringLiteral("/u/0/calls?a=nc,%2B12025550199");
 
     rig.window->initiateCall(QStringLiteral("+12025550123"));
@@ -114,9 +121,8 @@ TEST(GoogleVoiceWindowTimeout, secondCallWhileFirstUnanswered_getsItsOwnSixtySec
     EXPECT_EQ(rig.callManager.callHistory().size(), 2);
 }
 
-TEST(GoogleVoiceWindowTimeout, finishedLoad_leavesNothingToStopLater)
+TEST_F(GoogleVoiceWindowTimeout, finishedLoad_leavesNothingToStopLater)
 {
-    WindowRig rig;
     ASSERT_TRUE(rig.waitForPage(QStringLiteral("/u/0/calls")));
     rig.window->initiateCall(QStringLiteral("+12025550123"));
     ASSERT_TRUE(rig.waitForPage(kNewCall));

@@ -351,9 +351,11 @@ TEST_P(LinuxDetectionBackends, elementTree_frozenProgramCostsOneTimeout)
     const auto elapsed = std::chrono::milliseconds(timer.elapsed());
     EXPECT_EQ(failures, all.size());
     EXPECT_GE(elapsed, AtspiElementTree::kCallTimeout - 30ms);
-    // One request's worth: libatspi follows a request that timed out with a ping of its own,
-    // bounded by the same time-out, so the first read costs up to twice it; every later one nothing.
-    EXPECT_LE(elapsed, 2 * AtspiElementTree::kCallTimeout + 50ms) << "more than one time-out for " << all.size() << " reads";
+    // Not one time-out per read: the first read marks the program as paused and the later ones
+    // fail without asking it. (libatspi follows a request that timed out with a ping of its own,
+    // so that first read costs up to twice the time-out; bench/DetectorStallBench.cpp times what
+    // a frozen program costs a hand-over.) Every read waiting would take at least this long.
+    EXPECT_LT(elapsed, all.size() * AtspiElementTree::kCallTimeout) << "a time-out for each of " << all.size() << " reads";
 
     // Answering again, it is read again once the pause is over.
     fixture->thaw();
@@ -385,7 +387,7 @@ TEST_P(LinuxDetectionBackends, clickSource_reportsOtherProgramsClicksNotOurOwn)
     struct PressCounter : QObject
     {
         int &count;
-        explicit PressCounter(int &presses) : count(presses) {}
+        explicit PressCounter(int &counter) : count(counter) {}
         bool eventFilter(QObject *, QEvent *event) override
         {
             if (event->type() == QEvent::MouseButtonPress)
@@ -439,9 +441,7 @@ TEST_P(LinuxDetectionBackends, trust_followsAccessibilityStatusAndPromptTurnsItO
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, LinuxDetectionBackends, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &row) {
-                             return PhoneLinkFixtureProcess::toolkitName(row.param).toStdString();
-                         });
+                         PhoneLinkFixtureProcess::TestName());
 
 } // namespace
 

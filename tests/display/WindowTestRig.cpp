@@ -35,6 +35,19 @@ QWebEnginePage *WindowRig::page() const
     return window->webView()->page();
 }
 
+bool WindowRig::clickElement(const QString &id)
+{
+    const QVariantList centre = evaluate(page(), QStringLiteral("(function(){var e=document.getElementById('%1');if(!e)return null;"
+                                                                "var r=e.getBoundingClientRect();return [r.x+r.width/2,r.y+r.height/2];})()")
+                                                     .arg(id))
+                                    .toList();
+    QWidget *target = window->webView()->focusProxy();
+    if (centre.size() != 2 || !target)
+        return false;
+    QTest::mouseClick(target, Qt::LeftButton, {}, QPoint(centre[0].toInt(), centre[1].toInt()));
+    return true;
+}
+
 QString WindowRig::currentTarget() const
 {
     const QUrl url = page()->url();

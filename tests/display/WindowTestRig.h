@@ -42,6 +42,9 @@ struct WindowRig
     QWebEnginePage *page() const;
     // Loads a stand-in address straight into the view, as a click in the page would.
     void navigate(const QString &target);
+    // Clicks the centre of the page's element with that id like a user would, so that Chromium
+    // sees a user gesture. False when there is no such element or nothing to click on.
+    bool clickElement(const QString &id);
     QString currentTarget() const;
 
     struct LoadEnd

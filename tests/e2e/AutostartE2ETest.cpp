@@ -7,7 +7,6 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusMessage>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -15,12 +14,12 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
+using dialwise::testing::kStartMs;
 using dialwise::testing::ShellRig;
 
 namespace {
 
-constexpr int kStartMs = 30000;
-constexpr int kCallWaitMs = 10000;
 // How long a hidden Dialwise gets to prove it shows nothing: a normal start maps its window right
 // after the page request, a few hundred milliseconds on this machine (see docs/benchmarks.md).
 constexpr int kHiddenCheckMs = 1500;
@@ -46,18 +45,7 @@ protected:
         QFile::remove(entryPath());
     }
 
-    void TearDown() override
-    {
-        if (!ShellRig::nameOwned())
-            return;
-        QDBusMessage quit = QDBusMessage::createMethodCall(QString::fromLatin1(dialwise::bus::kServiceName),
-                                                           QString::fromLatin1(dialwise::bus::kObjectPath),
-                                                           QString::fromLatin1(dialwise::bus::kApplicationInterface),
-                                                           QStringLiteral("ActivateAction"));
-        quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
-        QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
-        EXPECT_TRUE(ShellRig::waitUntil([] { return !ShellRig::nameOwned(); }, 10000));
-    }
+    void TearDown() override { EXPECT_TRUE(ShellRig::quitRunning()); }
 
     ShellRig rig;
 };

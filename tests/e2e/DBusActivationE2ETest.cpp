@@ -2,14 +2,12 @@
 // XDG_DATA_DIRS, where the session bus finds the service file and GIO the desktop entry), started
 // and reached the way a desktop does it: by its bus name, and by opening links through GIO.
 #include "app/BusNames.h"
-#include "tests/e2e/ShellRig.h"
+#include "tests/e2e/ShellSuite.h"
 #include "calling/VoiceAddress.h"
 
 #include <QClipboard>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QDBusReply>
 #include <QDir>
 #include <QFile>
@@ -18,12 +16,13 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
+using dialwise::testing::kStartMs;
 using dialwise::testing::ShellRig;
+using dialwise::testing::ShellSuite;
 
 namespace {
 
-constexpr int kStartMs = 30000;
-constexpr int kCallWaitMs = 10000;
 // A Dialwise that did not quit within this long is reported rather than waited on.
 constexpr int kQuitMs = 10000;
 
@@ -59,26 +58,14 @@ QStringList commandLineOf(uint pid)
     return arguments;
 }
 
-class DBusActivationE2ETest : public ::testing::Test
+class DBusActivationE2ETest : public ShellSuite<>
 {
 protected:
     static void SetUpTestSuite()
     {
         ASSERT_FALSE(installedPrefix().isEmpty()) << "run this test through tests/e2e/run-installed";
-        rig = new ShellRig;
-        ASSERT_TRUE(rig->startStandIn());
-
-        // Programs started by the bus get the bus's environment, not ours: the stand-in's
-        // address goes there too, so that no activated Dialwise ever reaches the real web app.
-        QDBusMessage update = QDBusMessage::createMethodCall(
-            QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-            QStringLiteral("org.freedesktop.DBus"), QStringLiteral("UpdateActivationEnvironment"));
-        qDBusRegisterMetaType<QMap<QString, QString>>();
-        QMap<QString, QString> environment;
-        environment.insert(QString::fromLatin1(dialwise::voice::kBaseUrlVariable), rig->standIn().baseUrl().toString());
-        update << QVariant::fromValue(environment);
-        const QDBusMessage reply = QDBusConnection::sessionBus().call(update);
-        ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
+        ASSERT_NO_FATAL_FAILURE(openRig());
+        ASSERT_TRUE(rig->shareStandInWithBus());
 
         // A `dialwise` on PATH that notes every start before running the installed one: the
         // desktop entry's Exec=dialwise resolves to it, so a link opened by spawning the
@@ -106,8 +93,7 @@ protected:
         quitDialwise();
         QFile::remove(spawnLog);
         QDir(wrapperDir).removeRecursively();
-        delete rig;
-        rig = nullptr;
+        ShellSuite::TearDownTestSuite();
     }
 
     void SetUp() override { QFile::remove(spawnLog); }
@@ -130,20 +116,12 @@ protected:
         return rig->runTool(QStringLiteral("gdbus"), argv, kStartMs);
     }
 
-    static void quitDialwise()
-    {
-        if (!ShellRig::nameOwned())
-            return;
-        gdbusCall(QStringLiteral("ActivateAction"), {QStringLiteral("quit"), QStringLiteral("[]"), QStringLiteral("{}")});
-        EXPECT_TRUE(ShellRig::waitUntil([] { return !ShellRig::nameOwned(); }, kQuitMs)) << "Dialwise did not quit";
-    }
+    static void quitDialwise() { EXPECT_TRUE(ShellRig::quitRunning(kQuitMs)) << "Dialwise did not quit"; }
 
-    static ShellRig *rig;
     static QString spawnLog;
     static QString wrapperDir;
 };
 
-ShellRig *DBusActivationE2ETest::rig = nullptr;
 QString DBusActivationE2ETest::spawnLog;
 QString DBusActivationE2ETest::wrapperDir;
 

@@ -9,7 +9,8 @@
 //                          @ratio that monitor's QT_SCREEN_SCALE_FACTORS entry for Dialwise
 //   DIALWISE_E2E_SCALE     QT_SCALE_FACTOR for Dialwise only (default 1)
 #include "tests/support/PhoneLinkFixtureProcess.h"
-#include "tests/e2e/ShellRig.h"
+#include "tests/e2e/DetectorDesktop.h"
+#include "tests/e2e/ShellSuite.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -28,16 +29,14 @@
 #include <X11/Xlib.h>
 #include <X11/extensions/shape.h>
 
-using dialwise::testing::PhoneLinkFixtureProcess;
-using dialwise::testing::ShellRig;
+// The rigs and the desktop helpers of the detector's tests.
+using namespace dialwise::testing;
 using Toolkit = PhoneLinkFixtureProcess::Toolkit;
 
 namespace {
 
-const QString kStripTitle = QStringLiteral("Call with Dialwise");
 // All four scan attempts of a click (the last at 1.5 s) and a margin.
 constexpr int kScanBurstMs = 2500;
-constexpr int kLastAttemptMs = 1500;
 // The strip's height and its overlap with the popup, in points.
 constexpr double kStripPoints = 30;
 constexpr double kOverlapPoints = 8;
@@ -102,18 +101,6 @@ bool setMonitors(const QList<Monitor> &list)
         first = false;
     }
     return ok;
-}
-
-bool click(const QPoint &at)
-{
-    return dialwise::testing::xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-                                       QStringLiteral("click"), QStringLiteral("1")});
-}
-
-QString logText()
-{
-    QFile log(qEnvironmentVariable("XDG_STATE_HOME") + QStringLiteral("/Dialwise/Dialwise.log"));
-    return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()) : QString();
 }
 
 // The X server's own view of a window: nothing here is what Qt believes it asked for.
@@ -206,15 +193,13 @@ private:
     Display *m_display;
 };
 
-class DetectorPlacement : public ::testing::TestWithParam<Toolkit>
+class DetectorPlacement : public ShellSuite<::testing::TestWithParam<Toolkit>>
 {
 protected:
     static void SetUpTestSuite()
     {
         ASSERT_FALSE(monitors().isEmpty()) << "DIALWISE_E2E_MONITORS names no monitor";
         ASSERT_TRUE(setMonitors(monitors()));
-        rig = new ShellRig;
-        ASSERT_TRUE(rig->startStandIn());
         // The scale is Dialwise's alone: the other programs keep drawing at 1x.
         if (globalScale() != 1.0)
             qputenv("QT_SCALE_FACTOR", QByteArray::number(globalScale()));
@@ -225,32 +210,16 @@ protected:
         }
         if (!factors.isEmpty())
             qputenv("QT_SCREEN_SCALE_FACTORS", factors.join(u';').toUtf8());
-        const bool started = rig->startPrimary({QStringLiteral("--detect-phone-links")});
+        startDetecting();
         qunsetenv("QT_SCALE_FACTOR");
         qunsetenv("QT_SCREEN_SCALE_FACTORS");
-        ASSERT_TRUE(started) << rig->primaryErrors().toStdString();
-        for (const QString &window : rig->visibleWindows())
-            rig->closeWindow(window);
-        ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
-        ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
-            << logText().toStdString() << rig->primaryErrors().toStdString();
-    }
-    static void TearDownTestSuite()
-    {
-        delete rig;
-        rig = nullptr;
     }
 
-    void waitForScansOfLastClick()
-    {
-        ShellRig::waitUntil([&] { return lastClick.hasExpired(kLastAttemptMs + 200); }, kLastAttemptMs + 500);
-    }
+    void waitForScansOfLastClick() { waitForScansAfter(lastClick); }
 
-    static ShellRig *rig;
     QElapsedTimer lastClick;
 };
 
-ShellRig *DetectorPlacement::rig = nullptr;
 
 TEST_P(DetectorPlacement, stripUnderPopupOnEveryMonitor_atThatMonitorsRatio_aboveItUnfocusedAndShaped)
 {
@@ -269,12 +238,12 @@ TEST_P(DetectorPlacement, stripUnderPopupOnEveryMonitor_atThatMonitorsRatio_abov
         ASSERT_TRUE(fixture);
         ASSERT_TRUE(monitor.geometry.contains(fixture->numberRect())) << "fixture not on " << monitor.name.toStdString();
 
-        const qsizetype logBefore = logText().size();
+        const qsizetype logBefore = ShellRig::logText().size();
         lastClick.start();
-        ASSERT_TRUE(click(fixture->numberCentre()));
+        ASSERT_TRUE(xdotoolClick(fixture->numberCentre()));
         const std::optional<QRect> reported = fixture->waitForPopup();
         ASSERT_TRUE(reported);
-        const std::optional<dialwise::testing::XWindowListing> listed = dialwise::testing::xwininfoWindowSized(260, 120);
+        const std::optional<XWindowListing> listed = xwininfoWindowSized(260, 120);
         ASSERT_TRUE(listed);
         const QRect popup = listed->geometry;
         ASSERT_TRUE(monitor.geometry.contains(popup)) << "popup not wholly on the monitor";
@@ -292,7 +261,7 @@ TEST_P(DetectorPlacement, stripUnderPopupOnEveryMonitor_atThatMonitorsRatio_abov
             return geometry && geometry->x() == popup.x() && geometry->y() > popup.y()
                 && geometry->y() < popup.y() + popup.height();
         }, kScanBurstMs);
-        ASSERT_TRUE(stripId) << logText().mid(logBefore).toStdString() << rig->primaryErrors().right(3000).toStdString();
+        ASSERT_TRUE(stripId) << ShellRig::logText().mid(logBefore).toStdString() << rig->primaryErrors().right(3000).toStdString();
         // Give the window its final geometry (it is placed before it is mapped, but be sure).
         QThread::msleep(100);
         const std::optional<QRect> strip = server.geometry(*stripId);
@@ -341,16 +310,14 @@ TEST_P(DetectorPlacement, stripUnderPopupOnEveryMonitor_atThatMonitorsRatio_abov
         waitForScansOfLastClick();
         fixture.reset();
         lastClick.start();
-        click(monitor.geometry.bottomRight() - QPoint(5, 5));
+        xdotoolClick(monitor.geometry.bottomRight() - QPoint(5, 5));
         EXPECT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); }, 2000));
         waitForScansOfLastClick();
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, DetectorPlacement, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &row) {
-                             return PhoneLinkFixtureProcess::toolkitName(row.param).toStdString();
-                         });
+                         PhoneLinkFixtureProcess::TestName());
 
 } // namespace
 

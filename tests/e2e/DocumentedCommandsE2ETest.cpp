@@ -164,8 +164,9 @@ protected:
     {
         for (const DocumentedCommand &command : commands) {
             ASSERT_NE(command.exitStatus, -1) << command << ": no \"(exit N)\" documented";
-            if (command.command != u"dialwise --quit")
+            if (command.command != u"dialwise --quit") {
                 ASSERT_TRUE(m_rig.primaryRunning()) << "Dialwise ended before " << command;
+            }
             const ShellRig::Run run = m_rig.runTool(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command.command}, 30000);
             ASSERT_TRUE(run.finished) << command << " did not finish";
             EXPECT_EQ(run.exitCode, command.exitStatus) << command << "\nstderr: " << run.err.toStdString();

@@ -3,7 +3,7 @@
 // and how `dialwise --quit` ends Dialwise.
 #include "app/HiddenWindowNotice.h"
 #include "tests/support/NotificationServerStandIn.h"
-#include "tests/e2e/ShellRig.h"
+#include "tests/e2e/ShellSuite.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -12,6 +12,7 @@
 
 using dialwise::testing::NotificationServerStandIn;
 using dialwise::testing::ShellRig;
+using dialwise::testing::ShellSuite;
 
 namespace {
 
@@ -37,16 +38,14 @@ QString noticeRecord()
         + QString::fromLatin1(dialwise::HiddenWindowNotice::kBody);
 }
 
-class FirstMinutesE2ETest : public ::testing::Test
+class FirstMinutesE2ETest : public ShellSuite<>
 {
 protected:
     static void SetUpTestSuite()
     {
-        rig = new ShellRig;
         notifications = new NotificationServerStandIn;
-        ASSERT_TRUE(rig->startStandIn());
         ASSERT_TRUE(notifications->start());
-        ASSERT_TRUE(rig->startPrimary()) << rig->primaryErrors().toStdString();
+        ASSERT_NO_FATAL_FAILURE(startShell());
         ASSERT_TRUE(rig->waitForVisibleWindow(10000));
     }
 
@@ -54,15 +53,12 @@ protected:
     {
         delete notifications;
         notifications = nullptr;
-        delete rig;
-        rig = nullptr;
+        ShellSuite::TearDownTestSuite();
     }
 
-    static ShellRig *rig;
     static NotificationServerStandIn *notifications;
 };
 
-ShellRig *FirstMinutesE2ETest::rig = nullptr;
 NotificationServerStandIn *FirstMinutesE2ETest::notifications = nullptr;
 
 TEST_F(FirstMinutesE2ETest, start_printsOnlyTheDrawingPathLine)

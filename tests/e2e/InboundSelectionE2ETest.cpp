@@ -1,7 +1,7 @@
 // `dialwise --call-selection`: the running Dialwise reads the X11 primary selection (what the
 // user last highlighted anywhere) and calls the number in it. This test program owns the
 // selection itself, through Qt, and serves it while dialwise asks for it.
-#include "tests/e2e/ShellRig.h"
+#include "tests/e2e/ShellSuite.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -9,23 +9,13 @@
 #include <gtest/gtest.h>
 
 using dialwise::testing::ShellRig;
+using dialwise::testing::ShellSuite;
 
 namespace {
 
-class InboundSelectionE2ETest : public ::testing::Test
+class InboundSelectionE2ETest : public ShellSuite<>
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        rig = new ShellRig;
-        ASSERT_TRUE(rig->startStandIn());
-        ASSERT_TRUE(rig->startPrimary()) << rig->primaryErrors().toStdString();
-    }
-    static void TearDownTestSuite()
-    {
-        delete rig;
-        rig = nullptr;
-    }
 
     static void select(const QString &text)
     {
@@ -33,10 +23,7 @@ protected:
         ShellRig::pump(50);
     }
 
-    static ShellRig *rig;
 };
-
-ShellRig *InboundSelectionE2ETest::rig = nullptr;
 
 TEST_F(InboundSelectionE2ETest, selectedNumber_isCalled)
 {

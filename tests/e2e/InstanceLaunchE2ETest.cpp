@@ -2,7 +2,8 @@
 // start-up, links from xdg-open and from `dialwise LINK`, text requests, re-showing the window.
 #include "app/BusNames.h"
 #include "tests/support/NotificationServerStandIn.h"
-#include "tests/e2e/ShellRig.h"
+#include "tests/e2e/ShellSuite.h"
+#include "tests/support/NamedRows.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -10,41 +11,34 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
 using dialwise::testing::ShellRig;
+using dialwise::testing::ShellSuite;
 
 namespace {
 
 // How long a link that must not dial gets to prove it: a hand-over that dials reaches the
 // stand-in within a few hundred milliseconds on this machine.
 constexpr int kNoCallWaitMs = 1500;
-constexpr int kCallWaitMs = 10000;
 constexpr char kDesktopEntry[] = "app.dialwise.Dialwise.desktop";
 // Dialled by the primary's own start: `dialwise LINK` with nothing running starts Dialwise and
 // then dials.
 constexpr char kStartLink[] = "tel:+1-202-555-0123";
 constexpr char kStartTarget[] = "/u/0/calls?a=nc,%2B12025550123";
 
-class InstanceLaunchE2ETest : public ::testing::Test
+class InstanceLaunchE2ETest : public ShellSuite<>
 {
 protected:
     static void SetUpTestSuite() { startSuite({}); }
 
-    // One primary per suite: starting the web engine is what takes the time.
     static void startSuite(const QStringList &primaryArguments)
     {
-        rig = new ShellRig;
-        ASSERT_TRUE(rig->startStandIn());
+        ASSERT_NO_FATAL_FAILURE(openRig());
         ASSERT_TRUE(rig->registerDesktopEntry());
         // Someone else holds tel: before Dialwise starts, so that the test sees Dialwise claim it.
         rig->runTool(QStringLiteral("xdg-mime"),
                      {QStringLiteral("default"), QStringLiteral("other-dialer.desktop"), QStringLiteral("x-scheme-handler/tel")});
-        ASSERT_TRUE(rig->startPrimary(primaryArguments)) << rig->primaryErrors().toStdString();
-    }
-
-    static void TearDownTestSuite()
-    {
-        delete rig;
-        rig = nullptr;
+        ASSERT_NO_FATAL_FAILURE(startShell(primaryArguments));
     }
 
     void SetUp() override { ASSERT_TRUE(rig->primaryRunning()) << "the primary Dialwise is gone"; }
@@ -58,17 +52,15 @@ protected:
         const ShellRig::Run run = rig->run(QStringList{link});
         EXPECT_TRUE(run.finished);
         EXPECT_EQ(run.exitCode, expectedExit) << run.err.toStdString();
-        if (expectedExit != 0)
+        if (expectedExit != 0) {
             EXPECT_EQ(run.err, "dialwise: No valid phone number found in " + link.toUtf8() + '\n');
+        }
         ShellRig::waitUntil([&] { return !rig->newCallTargets(before).isEmpty(); }, waitMs);
         ShellRig::pump(100);
         return rig->newCallTargets(before);
     }
 
-    static ShellRig *rig;
 };
-
-ShellRig *InstanceLaunchE2ETest::rig = nullptr;
 
 TEST_F(InstanceLaunchE2ETest, launch_showsWindowLoadsWebAppOwnsNameAndClaimsSchemes)
 {
@@ -156,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(
         LinkRow{"ownSchemeEmptyValue", "dialwise://dial?number=", "/u/0/calls?a=nc,%2B"},
         LinkRow{"telTooShort", "tel:123456", nullptr},
         LinkRow{"twelveDigits", "tel:+44-20-7123-4567", "/u/0/calls?a=nc,%2B442071234567"}),
-    [](const ::testing::TestParamInfo<LinkRow> &row) { return std::string(row.param.name); });
+    dialwise::testing::RowName());
 
 TEST_F(InstanceLaunchE2ETest, linkOfAnotherScheme_isRefusedWithItsReason)
 {
@@ -257,7 +249,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(BusAnswerRow{"empty", "", "app.dialwise.Dialwise.Error.NoNumber", "No valid phone number found"},
                       BusAnswerRow{"noNumber", "hello", "app.dialwise.Dialwise.Error.NoNumber",
                                    "No valid phone number found"}),
-    [](const ::testing::TestParamInfo<BusAnswerRow> &row) { return std::string(row.param.name); });
+    dialwise::testing::RowName());
 
 TEST_F(InstanceLaunchE2ETest, secondLaunchWithoutArguments_reshowsClosedWindow)
 {

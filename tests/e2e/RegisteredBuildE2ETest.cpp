@@ -7,18 +7,15 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QFile>
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kStartMs;
 using dialwise::testing::ShellRig;
 
 namespace {
-
-constexpr int kStartMs = 30000;
 
 TEST(RegisteredBuildE2ETest, activateAfterRegistering_busStartsBuiltProgramHidden)
 {
@@ -32,14 +29,7 @@ TEST(RegisteredBuildE2ETest, activateAfterRegistering_busStartsBuiltProgramHidde
     EXPECT_EQ(QString::fromUtf8(file.readAll()),
               "[D-BUS Service]\nName=app.dialwise.Dialwise\nExec=" + program + " --hidden\n");
 
-    // The bus's own environment reaches what it starts; the stand-in's address goes there.
-    qDBusRegisterMetaType<QMap<QString, QString>>();
-    QDBusMessage update = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                                                         QStringLiteral("org.freedesktop.DBus"),
-                                                         QStringLiteral("UpdateActivationEnvironment"));
-    update << QVariant::fromValue(QMap<QString, QString>{
-        {QString::fromLatin1(dialwise::voice::kBaseUrlVariable), rig.standIn().baseUrl().toString()}});
-    ASSERT_EQ(QDBusConnection::sessionBus().call(update).type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(rig.shareStandInWithBus());
 
     ASSERT_FALSE(ShellRig::nameOwned());
     const ShellRig::Run activate = rig.runTool(
@@ -54,13 +44,7 @@ TEST(RegisteredBuildE2ETest, activateAfterRegistering_busStartsBuiltProgramHidde
     EXPECT_TRUE(rig.waitForVisibleWindow(kStartMs));
     EXPECT_TRUE(rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kCallsPath), kStartMs));
 
-    QDBusMessage quit = QDBusMessage::createMethodCall(QString::fromLatin1(dialwise::bus::kServiceName),
-                                                       QString::fromLatin1(dialwise::bus::kObjectPath),
-                                                       QString::fromLatin1(dialwise::bus::kApplicationInterface),
-                                                       QStringLiteral("ActivateAction"));
-    quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
-    QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
-    EXPECT_TRUE(ShellRig::waitUntil([] { return !ShellRig::nameOwned(); }, 10000));
+    EXPECT_TRUE(ShellRig::quitRunning());
 }
 
 } // namespace

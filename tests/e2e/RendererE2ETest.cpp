@@ -5,12 +5,11 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
+using dialwise::testing::kStartMs;
 using dialwise::testing::ShellRig;
 
 namespace {
-
-constexpr int kStartMs = 30000;
-constexpr int kCallWaitMs = 10000;
 
 TEST(RendererE2ETest, start_showsWindowSaysWhichRendererAndPlacesCall)
 {

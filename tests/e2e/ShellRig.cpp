@@ -7,6 +7,7 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QEventLoop>
@@ -69,6 +70,20 @@ bool ShellRig::registerDesktopEntry()
     return result.finished && result.exitCode == 0;
 }
 
+::testing::AssertionResult ShellRig::shareStandInWithBus()
+{
+    qDBusRegisterMetaType<QMap<QString, QString>>();
+    QDBusMessage update = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                                         QStringLiteral("org.freedesktop.DBus"),
+                                                         QStringLiteral("UpdateActivationEnvironment"));
+    update << QVariant::fromValue(
+        QMap<QString, QString>{{QString::fromLatin1(voice::kBaseUrlVariable), m_standIn.baseUrl().toString()}});
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(update);
+    if (reply.type() != QDBusMessage::ReplyMessage)
+        return ::testing::AssertionFailure() << reply.errorMessage().toStdString();
+    return ::testing::AssertionSuccess();
+}
+
 bool ShellRig::startPrimary(const QStringList &arguments, int timeoutMs)
 {
     QList<QByteArray> argv{program().toLocal8Bit()};
@@ -116,12 +131,7 @@ void ShellRig::stopPrimary()
     if (m_primaryPid <= 0)
         return;
     if (QDBusConnection::sessionBus().isConnected()) {
-        QDBusMessage quit = QDBusMessage::createMethodCall(QString::fromLatin1(bus::kServiceName),
-                                                           QString::fromLatin1(bus::kObjectPath),
-                                                           QString::fromLatin1(bus::kApplicationInterface),
-                                                           QStringLiteral("ActivateAction"));
-        quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
-        QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
+        quitRunning();
     } else {
         // Without a bus nothing can ask it politely.
         kill(m_primaryPid, SIGTERM);
@@ -132,6 +142,19 @@ void ShellRig::stopPrimary()
     }
     // The name goes with the process; the next test's primary must not see the old owner.
     waitUntil([] { return !QDBusConnection::sessionBus().isConnected() || !nameOwned(); }, 5000);
+}
+
+bool ShellRig::quitRunning(int timeoutMs)
+{
+    if (!QDBusConnection::sessionBus().isConnected() || !nameOwned())
+        return true;
+    QDBusMessage quit = QDBusMessage::createMethodCall(QString::fromLatin1(bus::kServiceName),
+                                                       QString::fromLatin1(bus::kObjectPath),
+                                                       QString::fromLatin1(bus::kApplicationInterface),
+                                                       QStringLiteral("ActivateAction"));
+    quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
+    QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
+    return waitUntil([] { return !nameOwned(); }, timeoutMs);
 }
 
 pid_t ShellRig::spawn(const QList<QByteArray> &argv, const QString &outPath, const QString &errPath)
@@ -226,6 +249,25 @@ int ShellRig::waitProcess(pid_t pid, int timeoutMs)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+::testing::AssertionResult ShellRig::callTextDials(const QString &lastFour, int timeoutMs)
+{
+    return requestDials({QStringLiteral("--call-text"), QStringLiteral("call 303 555 ") + lastFour},
+                        QStringLiteral("1303555") + lastFour, timeoutMs);
+}
+
+::testing::AssertionResult ShellRig::requestDials(const QStringList &arguments, const QString &digits, int timeoutMs)
+{
+    const QString target = newCallPrefix() + digits;
+    const int from = int(m_standIn.requestLines().size());
+    const Run launcher = run(arguments, timeoutMs);
+    if (!launcher.finished || launcher.exitCode != 0)
+        return ::testing::AssertionFailure() << "the launcher exited " << launcher.exitCode << ": " << launcher.err.toStdString();
+    if (!m_standIn.waitForTarget(target, timeoutMs, from))
+        return ::testing::AssertionFailure() << "no request for " << target.toStdString() << " within " << timeoutMs
+                                             << " ms; seen: " << m_standIn.requestTargets().mid(from).join(u' ').toStdString();
+    return ::testing::AssertionSuccess();
+}
+
 QStringList ShellRig::visibleWindows()
 {
     const Run result = runTool(QStringLiteral("xdotool"),
@@ -238,6 +280,13 @@ QStringList ShellRig::visibleWindows()
 bool ShellRig::waitForVisibleWindow(int timeoutMs)
 {
     return waitUntil([this] { return !visibleWindows().isEmpty(); }, timeoutMs);
+}
+
+bool ShellRig::closeVisibleWindows(int waitMs)
+{
+    for (const QString &window : visibleWindows())
+        closeWindow(window);
+    return waitMs <= 0 || waitUntil([] { return viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, waitMs);
 }
 
 bool ShellRig::closeWindow(const QString &windowId)
@@ -327,6 +376,17 @@ bool ShellRig::nameOwned()
 {
     QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
     return bus && bus->isServiceRegistered(QString::fromLatin1(bus::kServiceName)).value();
+}
+
+QString ShellRig::logPath()
+{
+    return qEnvironmentVariable("XDG_STATE_HOME") + QStringLiteral("/Dialwise/Dialwise.log");
+}
+
+QString ShellRig::logText()
+{
+    QFile log(logPath());
+    return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()) : QString();
 }
 
 bool ShellRig::waitUntil(const std::function<bool()> &condition, int timeoutMs)

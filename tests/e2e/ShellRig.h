@@ -2,6 +2,8 @@
 
 #include "tests/support/VoiceStandIn.h"
 
+#include <gtest/gtest.h>
+
 #include <QByteArray>
 #include <QList>
 #include <QProcessEnvironment>
@@ -13,6 +15,12 @@
 #include <sys/types.h>
 
 namespace dialwise::testing {
+
+// How long a request gets to reach the stand-in: generous, so that only a request that never
+// comes fails; how fast it comes is the benchmarks' business (docs/benchmarks.md).
+inline constexpr int kCallWaitMs = 10000;
+// How long a start of Dialwise gets, the web engine's first page load included; as generous.
+inline constexpr int kStartMs = 30000;
 
 // Drives the real `dialwise` program on the private desktop tests/run-in-desktop provides: a
 // primary instance that stays up, second launches that hand requests to it, and the stand-in web
@@ -45,6 +53,9 @@ public:
 
     // Installs the desktop entry for build/dialwise into this desktop's XDG_DATA_HOME.
     bool registerDesktopEntry();
+    // Programs the session bus starts get the bus's environment, not this one: the stand-in's
+    // address goes there too, so that no Dialwise the bus starts ever reaches the real web app.
+    ::testing::AssertionResult shareStandInWithBus();
 
     // Starts `dialwise args...` as the primary and waits until it owns its bus name (when
     // there is a bus) and the stand-in has seen the web app's page load.
@@ -54,6 +65,9 @@ public:
     QByteArray primaryErrors() const;
     // Asks it to quit over D-Bus, then waits; kills it when it does not go.
     void stopPrimary();
+    // Asks whichever Dialwise owns the bus name to quit, as the tray's Quit does
+    // (ActivateAction "quit"), and waits until the name is free. True when none ran or it went.
+    static bool quitRunning(int timeoutMs = 10000);
     pid_t primaryPid() const { return m_primaryPid; }
     // Exit status once the primary ended: -1 while it runs.
     int primaryExitCode();
@@ -71,8 +85,17 @@ public:
     // Any other program, with the same environment.
     Run runTool(const QString &tool, const QStringList &arguments, int timeoutMs = 15000);
 
+    // `dialwise arguments...` handed to the running Dialwise: the launcher exits 0 and the web
+    // app is asked for the new-call address of `digits` (country code first, no "+").
+    ::testing::AssertionResult requestDials(const QStringList &arguments, const QString &digits, int timeoutMs = kCallWaitMs);
+    // The same for `dialwise --call-text "call 303 555 <lastFour>"`.
+    ::testing::AssertionResult callTextDials(const QString &lastFour, int timeoutMs = kCallWaitMs);
+
     // X11 windows titled exactly "Dialwise" that are viewable.
     QStringList visibleWindows();
+    // Closes every one of them (a close only hides Dialwise's web window); with a wait, true
+    // once none is viewable any more.
+    bool closeVisibleWindows(int waitMs = 0);
     bool waitForVisibleWindow(int timeoutMs);
     // Closes the window the way a window manager's close button does (WM_DELETE_WINDOW), so
     // that the program's own close handling runs.
@@ -85,6 +108,9 @@ public:
     static QList<unsigned long> viewableWindows();
 
     static bool nameOwned();
+    // Dialwise's log file in this desktop's XDG_STATE_HOME, and what it holds so far.
+    static QString logPath();
+    static QString logText();
     // Runs the event loop until the predicate holds or the time is up.
     static bool waitUntil(const std::function<bool()> &condition, int timeoutMs);
     static void pump(int milliseconds);

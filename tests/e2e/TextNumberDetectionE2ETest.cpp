@@ -4,7 +4,9 @@
 // xdotool. The number's rectangle is read by the test itself through the program's accessibility
 // tree (tests/support/text-range-extents.py), the strip's geometry with xwininfo, and a recording
 // xdg-open first on PATH stands in for the browser.
-#include "tests/e2e/ShellRig.h"
+#include "tests/e2e/DetectorDesktop.h"
+#include "tests/e2e/ShellSuite.h"
+#include "tests/support/RecordingOpener.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -20,17 +22,15 @@
 #include <iostream>
 #include <optional>
 
-using dialwise::testing::ShellRig;
+// The rigs and the desktop helpers of the detector's tests.
+using namespace dialwise::testing;
 
 namespace {
 
-QTemporaryDir *g_bin = nullptr;
+dialwise::testing::RecordingOpener *g_opener = nullptr;
 
-const QString kStripTitle = QStringLiteral("Call with Dialwise");
 // Every program shows this number; the Google Voice provider dials these digits for it.
 const QString kDigits = QStringLiteral("15550104477");
-// The popup path's four attempts after a click end 1.5 s after it.
-constexpr int kLastAttemptMs = 1500;
 // The text path answers at the click: a strip that has not come within this long is not coming.
 constexpr int kTextStripWaitMs = 2000;
 
@@ -47,86 +47,13 @@ struct Program
 
 QStringList openedUrls()
 {
-    QFile log(g_bin->filePath(QStringLiteral("opened.log")));
-    if (!log.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(log.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    return g_opener->openedUrls();
 }
 
-QString logText()
-{
-    QFile log(qEnvironmentVariable("XDG_STATE_HOME") + QStringLiteral("/Dialwise/Dialwise.log"));
-    if (!log.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(log.readAll());
-}
-
-bool click(const QPoint &at)
-{
-    QProcess xdotool;
-    xdotool.start(QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-                                              QStringLiteral("click"), QStringLiteral("1")});
-    return xdotool.waitForFinished(5000) && xdotool.exitCode() == 0;
-}
-
-std::optional<QRect> xwininfoGeometry(unsigned long id)
-{
-    QProcess xwininfo;
-    xwininfo.start(QStringLiteral("xwininfo"), {QStringLiteral("-id"), QString::number(id)});
-    xwininfo.waitForFinished(5000);
-    const QString out = QString::fromUtf8(xwininfo.readAllStandardOutput());
-    auto field = [&](const char *name) {
-        const QRegularExpression re(QString::fromLatin1(name) + QStringLiteral(R"(:\s*(-?\d+))"));
-        const QRegularExpressionMatch match = re.match(out);
-        return match.hasMatch() ? std::optional<int>(match.captured(1).toInt()) : std::nullopt;
-    };
-    const auto x = field("Absolute upper-left X"), y = field("Absolute upper-left Y");
-    const auto w = field("Width"), h = field("Height");
-    if (!x || !y || !w || !h)
-        return std::nullopt;
-    return QRect(*x, *y, *w, *h);
-}
-
-std::optional<QRect> waitForStrip(int timeoutMs)
-{
-    std::optional<QRect> strip;
-    ShellRig::waitUntil([&] {
-        const QList<unsigned long> windows = ShellRig::viewableWindowsTitled(kStripTitle);
-        strip = windows.isEmpty() ? std::nullopt : xwininfoGeometry(windows.first());
-        return strip.has_value();
-    }, timeoutMs);
-    return strip;
-}
-
-bool stripGone(int timeoutMs)
-{
-    return ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); }, timeoutMs);
-}
-
-QString logFrame(const QRect &rect)
-{
-    return QStringLiteral("(%1.0, %2.0, %3.0, %4.0)").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height());
-}
-
-class TextNumberDetection : public ::testing::TestWithParam<Program>
+class TextNumberDetection : public ShellSuite<::testing::TestWithParam<Program>>
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        rig = new ShellRig;
-        ASSERT_TRUE(rig->startStandIn());
-        ASSERT_TRUE(rig->startPrimary({QStringLiteral("--detect-phone-links")})) << rig->primaryErrors().toStdString();
-        for (const QString &window : rig->visibleWindows())
-            rig->closeWindow(window);
-        ASSERT_TRUE(ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000));
-        ASSERT_TRUE(ShellRig::waitUntil([] { return logText().contains(QStringLiteral("Monitoring active.")); }, 10000))
-            << logText().toStdString() << rig->primaryErrors().toStdString();
-    }
-    static void TearDownTestSuite()
-    {
-        delete rig;
-        rig = nullptr;
-    }
+    static void SetUpTestSuite() { startDetecting(); }
 
     void TearDown() override
     {
@@ -135,8 +62,7 @@ protected:
             program->waitForFinished(5000);
             program.reset();
         }
-        for (const QString &window : rig->visibleWindows())
-            rig->closeWindow(window);
+        rig->closeVisibleWindows();
         stripGone(2000);
         waitForScansOfLastClick();
     }
@@ -211,16 +137,11 @@ protected:
     void clickAt(const QPoint &at)
     {
         lastClick.start();
-        ASSERT_TRUE(click(at));
+        ASSERT_TRUE(xdotoolClick(at));
     }
 
-    void waitForScansOfLastClick()
-    {
-        if (lastClick.isValid())
-            ShellRig::waitUntil([&] { return lastClick.hasExpired(kLastAttemptMs + 200); }, kLastAttemptMs + 500);
-    }
+    void waitForScansOfLastClick() { waitForScansAfter(lastClick); }
 
-    static ShellRig *rig;
     QTemporaryDir scratch;
     std::unique_ptr<QProcess> program;
     QRect number;
@@ -228,7 +149,6 @@ protected:
     QElapsedTimer lastClick;
 };
 
-ShellRig *TextNumberDetection::rig = nullptr;
 
 TEST_P(TextNumberDetection, clickOnNumber_stripUnderIt_clickCalls_clickBesideShowsNothing)
 {
@@ -236,33 +156,33 @@ TEST_P(TextNumberDetection, clickOnNumber_stripUnderIt_clickCalls_clickBesideSho
     const QString needle = GetParam().needle;
 
     // Beside the number, on the same line: nothing.
-    qsizetype logBefore = logText().size();
+    qsizetype logBefore = ShellRig::logText().size();
     ASSERT_NO_FATAL_FAILURE(clickAt(beside.center()));
     EXPECT_FALSE(ShellRig::waitUntil([] { return !ShellRig::viewableWindowsTitled(kStripTitle).isEmpty(); },
                                      kTextStripWaitMs))
-        << logText().mid(logBefore).toStdString();
-    EXPECT_FALSE(logText().mid(logBefore).contains(QStringLiteral("FOUND via text"))) << logText().mid(logBefore).toStdString();
+        << ShellRig::logText().mid(logBefore).toStdString();
+    EXPECT_FALSE(ShellRig::logText().mid(logBefore).contains(QStringLiteral("FOUND via text"))) << ShellRig::logText().mid(logBefore).toStdString();
     waitForScansOfLastClick();
 
     // On the number: the strip, its top-left corner at the number's bottom-left one.
-    logBefore = logText().size();
+    logBefore = ShellRig::logText().size();
     ASSERT_NO_FATAL_FAILURE(clickAt(number.center()));
-    const std::optional<QRect> strip = waitForStrip(kTextStripWaitMs);
-    ASSERT_TRUE(strip) << logText().mid(logBefore).toStdString() << rig->primaryErrors().right(3000).toStdString();
+    const std::optional<QRect> strip = waitForStripGeometry(kTextStripWaitMs);
+    ASSERT_TRUE(strip) << ShellRig::logText().mid(logBefore).toStdString() << rig->primaryErrors().right(3000).toStdString();
     EXPECT_EQ(*strip, QRect(number.left(), number.bottom() + 1, 260, 30)) << "number at " << number.x() << ","
                                                                            << number.y() << " " << number.width() << "x"
                                                                            << number.height();
-    const QString log = logText().mid(logBefore);
+    const QString log = ShellRig::logText().mid(logBefore);
     EXPECT_TRUE(log.contains(QStringLiteral("FOUND via text under the click: ") + needle + QStringLiteral(" at ")
                              + logFrame(number)))
         << log.toStdString();
     // Still there when the click's popup attempts are over: nothing else took it away.
     waitForScansOfLastClick();
-    ASSERT_FALSE(ShellRig::viewableWindowsTitled(kStripTitle).isEmpty()) << logText().mid(logBefore).toStdString();
+    ASSERT_FALSE(ShellRig::viewableWindowsTitled(kStripTitle).isEmpty()) << ShellRig::logText().mid(logBefore).toStdString();
 
     // Its click calls the number.
     const qsizetype openedBefore = openedUrls().size();
-    ASSERT_TRUE(click(strip->center()));
+    ASSERT_TRUE(xdotoolClick(strip->center()));
     ASSERT_TRUE(ShellRig::waitUntil([&] { return openedUrls().size() > openedBefore; }, 5000)) << "xdg-open was not run";
     EXPECT_EQ(openedUrls().mid(openedBefore),
               QStringList{rig->standIn().baseUrl().toString() + ShellRig::newCallPrefix() + kDigits});
@@ -275,8 +195,8 @@ INSTANTIATE_TEST_SUITE_P(Programs, TextNumberDetection,
                                            Program{"gtk-editor", QStringLiteral("555-010-4477"), QStringLiteral("desk"), 30},
                                            Program{"qt-editor", QStringLiteral("555-010-4477"), QStringLiteral("Ring"), 30},
                                            Program{"firefox", QStringLiteral("+1 555 010 4477"), QStringLiteral("write"), 90}),
-                         [](const ::testing::TestParamInfo<Program> &row) {
-                             QString name = QString::fromLatin1(row.param.name);
+                         [](const ::testing::TestParamInfo<Program> &shown) {
+                             QString name = QString::fromLatin1(shown.param.name);
                              return name.replace(u'-', u'_').toStdString();
                          });
 
@@ -284,18 +204,5 @@ INSTANTIATE_TEST_SUITE_P(Programs, TextNumberDetection,
 
 int main(int argc, char **argv)
 {
-    // A recording xdg-open first on PATH stands in for the user's browser.
-    QTemporaryDir bin;
-    g_bin = &bin;
-    QFile script(bin.filePath(QStringLiteral("xdg-open")));
-    if (!script.open(QIODevice::WriteOnly))
-        return 2;
-    script.write("#!/bin/sh\nprintf '%s\\n' \"$*\" >> \"" + bin.filePath(QStringLiteral("opened.log")).toUtf8() + "\"\n");
-    script.close();
-    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    qputenv("PATH", bin.path().toUtf8() + ':' + qgetenv("PATH"));
-
-    QGuiApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    return dialwise::testing::runTestsWithOpener<QGuiApplication>(argc, argv, g_opener);
 }

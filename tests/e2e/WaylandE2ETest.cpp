@@ -7,11 +7,10 @@
 
 #include <gtest/gtest.h>
 
+using dialwise::testing::kCallWaitMs;
 using dialwise::testing::ShellRig;
 
 namespace {
-
-constexpr int kCallWaitMs = 10000;
 
 QByteArray mapsOf(pid_t pid)
 {

@@ -11,7 +11,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
-#include <QElapsedTimer>
 #include <QImage>
 
 #include <gtest/gtest.h>
@@ -25,6 +24,30 @@ using dialwise::testing::ShellRig;
 using dialwise::testing::StatusNotifierWatcherStandIn;
 
 namespace {
+
+// One image of a tray item's icon or tool tip, as StatusNotifierItem sends it: (iiay).
+struct IconImage
+{
+    int width = 0;
+    int height = 0;
+    QByteArray bytes;
+};
+
+// Reads an array of such images from where the argument stands.
+QList<IconImage> readIconImages(const QDBusArgument &argument)
+{
+    QList<IconImage> images;
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        IconImage image;
+        argument.beginStructure();
+        argument >> image.width >> image.height >> image.bytes;
+        argument.endStructure();
+        images.append(image);
+    }
+    argument.endArray();
+    return images;
+}
 
 // Longer than any step takes on a loaded machine (a hidden page polls about once a second);
 // the waits end as soon as the step is done.
@@ -64,18 +87,11 @@ protected:
         return ShellRig::waitUntil([&] { return m_server.notifications().size() >= count; }, kStepMs);
     }
 
-    // A hand-over of a call link to the running Dialwise, served when the window loads the number.
+    // A hand-over of a call link ("+1...") to the running Dialwise, served when the window loads
+    // the number; bench/NotificationBench.cpp times it, quiet and during a flood.
     void expectHandOverServed(const QString &number)
     {
-        const int before = int(m_rig.standIn().requestLines().size());
-        QElapsedTimer took;
-        took.start();
-        const ShellRig::Run run = m_rig.run(QStringList{QStringLiteral("tel:") + number}, kStepMs);
-        EXPECT_TRUE(run.finished) << "the hand-over hung";
-        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-        EXPECT_TRUE(m_rig.standIn().waitForTarget(ShellRig::newCallPrefix() + number.mid(1), kStepMs, before))
-            << m_rig.standIn().requestTargets().mid(before).join(' ').toStdString();
-        std::cout << "hand-over of " << number.toStdString() << " answered in " << took.elapsed() << " ms\n";
+        EXPECT_TRUE(m_rig.requestDials({QStringLiteral("tel:") + number}, number.mid(1), kStepMs));
     }
 
     int reportIndex() { return int(m_rig.standIn().requestLines().size()); }
@@ -320,16 +336,7 @@ protected:
         QString text;
         argument.beginStructure();
         argument >> iconName;
-        argument.beginArray();
-        while (!argument.atEnd()) {
-            int width = 0;
-            int height = 0;
-            QByteArray bytes;
-            argument.beginStructure();
-            argument >> width >> height >> bytes;
-            argument.endStructure();
-        }
-        argument.endArray();
+        readIconImages(argument);
         argument >> title >> text;
         argument.endStructure();
         return text.isEmpty() ? title : title + u'|' + text;
@@ -340,26 +347,20 @@ protected:
     {
         QImage largest;
         const QDBusArgument argument = itemProperty(QStringLiteral("IconPixmap")).value<QDBusArgument>();
-        argument.beginArray();
-        while (!argument.atEnd()) {
-            int width = 0;
-            int height = 0;
-            QByteArray bytes;
-            argument.beginStructure();
-            argument >> width >> height >> bytes;
-            argument.endStructure();
-            if (width <= largest.width() || bytes.size() < qsizetype(width) * height * 4)
+        for (const IconImage &icon : readIconImages(argument)) {
+            const int width = icon.width;
+            const int height = icon.height;
+            if (width <= largest.width() || icon.bytes.size() < qsizetype(width) * height * 4)
                 continue;
             QImage image(width, height, QImage::Format_ARGB32);
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < width; ++x) {
-                    const auto *p = reinterpret_cast<const uchar *>(bytes.constData()) + (qsizetype(y) * width + x) * 4;
+                    const auto *p = reinterpret_cast<const uchar *>(icon.bytes.constData()) + (qsizetype(y) * width + x) * 4;
                     image.setPixel(x, y, qRgba(p[1], p[2], p[3], p[0]));
                 }
             }
             largest = image;
         }
-        argument.endArray();
         if (largest.isNull())
             largest.load(itemProperty(QStringLiteral("IconName")).toString());
         return largest;

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace dialwise::testing {
 
@@ -24,6 +25,15 @@ public:
     ~PhoneLinkFixtureProcess();
 
     static QString toolkitName(Toolkit toolkit);
+    // Names a test of a suite run once per toolkit by that toolkit ("qt", "gtk").
+    struct TestName
+    {
+        template <typename ParamInfo>
+        std::string operator()(const ParamInfo &run) const
+        {
+            return toolkitName(run.param).toStdString();
+        }
+    };
     qint64 pid() const { return m_process.processId(); }
     // The number's rectangle in root coordinates, and its centre (where a user clicks).
     QRect numberRect() const { return m_numberRect; }

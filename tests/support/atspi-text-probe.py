@@ -19,17 +19,11 @@ import subprocess
 import sys
 import time
 
-import gi
+from atspi_text import SCREEN, Atspi, application, has, text_holder
 
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi  # noqa: E402
-
-SCREEN = Atspi.CoordType.SCREEN
 WINDOW = Atspi.CoordType.WINDOW
 TOP_LEVEL_ROLES = {Atspi.Role.FRAME, Atspi.Role.DIALOG, Atspi.Role.WINDOW, Atspi.Role.ALERT,
                    Atspi.Role.FILE_CHOOSER}
-# A tree walk that finds the needle stops after this many elements: a browser's tree can be large.
-MAX_WALK = 20000
 
 
 def ms(seconds):
@@ -53,60 +47,11 @@ def rect(r):
     return None if r is None else [r.x, r.y, r.width, r.height]
 
 
-def has(acc, interface):
-    try:
-        return interface in acc.get_interfaces()
-    except Exception:  # noqa: BLE001 - a defunct element has none
-        return False
-
-
 def describe(acc):
     try:
         return f"{acc.get_role_name()}:{(acc.get_name() or '')[:40]!r}"
     except Exception as e:  # noqa: BLE001 - a defunct element is described, not raised
         return f"<{e.__class__.__name__}>"
-
-
-def find_application(args):
-    desktop = Atspi.get_desktop(0)
-    for i in range(desktop.get_child_count()):
-        app = desktop.get_child_at_index(i)
-        if app is None:
-            continue
-        try:
-            if args.pid and app.get_process_id() == args.pid:
-                return app
-            if args.name and (app.get_name() or "").lower() == args.name.lower():
-                return app
-        except Exception:  # noqa: BLE001 - an application that left meanwhile
-            continue
-    return None
-
-
-def walk(root, needle):
-    """Depth-first from root; the first element with the Text interface whose text holds the
-    needle, and how many elements were visited."""
-    stack = [root]
-    visited = 0
-    while stack and visited < MAX_WALK:
-        acc = stack.pop()
-        visited += 1
-        try:
-            if has(acc, "Text"):
-                content = Atspi.Text.get_text(acc, 0, -1)
-                # Laid out and on screen: a page still loading shows elements without extents.
-                if content and needle in content and has(acc, "Component"):
-                    e = Atspi.Component.get_extents(acc, SCREEN)
-                    if e.width > 0 and e.height > 0:
-                        return acc, visited
-            count = acc.get_child_count()
-            for i in range(count - 1, -1, -1):
-                child = acc.get_child_at_index(i)
-                if child is not None:
-                    stack.append(child)
-        except Exception:  # noqa: BLE001 - elements may go while the tree is walked
-            continue
-    return None, visited
 
 
 def dump(root, limit=200):
@@ -235,7 +180,7 @@ def probe(args):
 
     app = None
     while app is None and time.perf_counter() < deadline:
-        app = find_application(args)
+        app = application(args.pid, args.name)
         if app is None:
             time.sleep(0.1)
     report["app_on_bus_after_ms"] = ms(time.perf_counter() - started)
@@ -249,7 +194,7 @@ def probe(args):
     walk_ms = []
     while element is None and time.perf_counter() < deadline:
         start = time.perf_counter()
-        element, visited = walk(app, args.needle)
+        element, _, visited = text_holder(app, args.needle)
         walk_ms.append(ms(time.perf_counter() - start))
         report["walk"] = {"elements_visited": visited, "last_walk_ms": walk_ms[-1], "walks": len(walk_ms)}
         if element is None:

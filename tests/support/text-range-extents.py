@@ -10,60 +10,13 @@
 import sys
 import time
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi  # noqa: E402
-
-SCREEN = Atspi.CoordType.SCREEN
-MAX_WALK = 20000
-
-
-def has(acc, interface):
-    try:
-        return interface in acc.get_interfaces()
-    except Exception:  # noqa: BLE001 - a defunct element has none
-        return False
-
-
-def application(pid):
-    desktop = Atspi.get_desktop(0)
-    for i in range(desktop.get_child_count()):
-        app = desktop.get_child_at_index(i)
-        try:
-            if app is not None and app.get_process_id() == pid:
-                return app
-        except Exception:  # noqa: BLE001 - an application that left meanwhile
-            continue
-    return None
-
-
-def holder(root, needle):
-    stack = [root]
-    visited = 0
-    while stack and visited < MAX_WALK:
-        acc = stack.pop()
-        visited += 1
-        try:
-            if has(acc, "Text"):
-                content = Atspi.Text.get_text(acc, 0, -1)
-                if content and needle in content and has(acc, "Component"):
-                    e = Atspi.Component.get_extents(acc, SCREEN)
-                    if e.width > 0 and e.height > 0:
-                        return acc, content
-            for i in range(acc.get_child_count() - 1, -1, -1):
-                child = acc.get_child_at_index(i)
-                if child is not None:
-                    stack.append(child)
-        except Exception:  # noqa: BLE001 - elements may go while the tree is walked
-            continue
-    return None, None
+from atspi_text import SCREEN, Atspi, application, text_holder
 
 
 def extents(pid, needle, deadline):
     while time.monotonic() < deadline:
         app = application(pid)
-        element, content = holder(app, needle) if app is not None else (None, None)
+        element, content, _ = text_holder(app, needle) if app is not None else (None, None, 0)
         if element is not None:
             at = content.index(needle)
             spans = [(at, at + len(needle))]
