@@ -135,6 +135,18 @@ QIcon navigationIcon(const QString &themeName)
     return QIcon::fromTheme(themeName, QIcon(QStringLiteral(":/webcall/icons/%1.svg").arg(themeName)));
 }
 
+// Shows a top-level window in front of other programs' windows, with the keyboard focus, even
+// when the request came from another program (a tel: link clicked in a browser).
+void showInFront(QWidget *window)
+{
+    if (window->isMinimized())
+        window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->show();
+    window->raise();
+    window->activateWindow();
+    requestActivation(window->winId());
+}
+
 } // namespace
 
 GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, Scheduler &scheduler, QWebEngineProfile *profile,
@@ -455,7 +467,7 @@ void GoogleVoiceWindow::openDeveloperTools()
     }
     if (m_webView->lastContextMenuRequest())
         m_webView->page()->triggerAction(QWebEnginePage::InspectElement);
-    bringToFront(m_developerTools);
+    showInFront(m_developerTools);
 }
 
 void GoogleVoiceWindow::closeEvent(QCloseEvent *event)
@@ -467,7 +479,7 @@ void GoogleVoiceWindow::closeEvent(QCloseEvent *event)
 
 void GoogleVoiceWindow::showAndActivate()
 {
-    bringToFront(this);
+    showInFront(this);
 }
 
 void GoogleVoiceWindow::showAndCall(const QString &number)
