@@ -1,8 +1,11 @@
 #include "platform/linux/BusConnectionGuard.h"
 
+#include <QLoggingCategory>
 #include <QTimer>
 
 #include <dbus/dbus.h>
+
+Q_LOGGING_CATEGORY(lcBusGuard, "dialwise.bus", QtWarningMsg)
 
 namespace dialwise {
 namespace {
@@ -43,6 +46,8 @@ void BusConnectionGuard::check()
     m_lost = true;
     m_timer->stop();
     const Loss loss = sessionBusAnswers() ? Loss::connectionDropped : Loss::busGone;
+    qCDebug(lcBusGuard) << "connection to the session bus closed;"
+                        << (loss == Loss::busGone ? "nothing answers at its address" : "the bus still answers");
     if (m_onLost)
         m_onLost(loss);
 }
