@@ -28,7 +28,7 @@ struct LaunchRequest
     // --detect-phone-links (true) or --detect-phone-links=off (false): whether Dialwise watches
     // clicks on phone links, the one this start launches or the one already running. No value:
     // as dialwise.conf says, or as it already is.
-    std::optional<bool> detectPhoneLinks;
+    std::optional<bool> detectPhoneLinks = std::nullopt;
 
     bool operator==(const LaunchRequest &) const = default;
 };

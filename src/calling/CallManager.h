@@ -36,11 +36,11 @@ public:
 
     struct CallRecord
     {
-        CallRecord(QString number, QDateTime timestamp, Provider provider)
+        CallRecord(QString dialled, QDateTime placedAt, Provider placedWith)
             : id(QUuid::createUuid())
-            , number(std::move(number))
-            , timestamp(std::move(timestamp))
-            , provider(provider)
+            , number(std::move(dialled))
+            , timestamp(std::move(placedAt))
+            , provider(placedWith)
         {
         }
 

@@ -7,10 +7,10 @@ namespace dialwise {
 class VirtualScheduler::Task final : public ScheduledTask
 {
 public:
-    Task(QObject *owner, Duration every, Action work)
+    Task(QObject *owner, Duration every, Action run)
         : target(owner)
         , interval(every)
-        , action(std::move(work))
+        , action(std::move(run))
     {
     }
 

@@ -50,7 +50,7 @@ TEST_P(IsDDRelatedTest, AnswersAsExpected)
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, IsDDRelatedTest, ::testing::ValuesIn(kRelatedRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 // --- checkDDLabel ------------------------------------------------------------------------------
 

@@ -229,7 +229,7 @@ TEST_P(StripPollTest, ToleranceBelow30)
 }
 
 INSTANTIATE_TEST_SUITE_P(Moves, StripPollTest, ::testing::ValuesIn(kMoveRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(CompanionStripTest, windowListFailure_removesAtNextTick_andTimersStop)
 {
@@ -330,7 +330,7 @@ TEST_P(CompanionClickTest, LogsThenDismissesThenCallsOrDials)
 }
 
 INSTANTIATE_TEST_SUITE_P(Numbers, CompanionClickTest, ::testing::ValuesIn(kClickRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(CompanionStripTest, closedStripsButtonDoesNothing)
 {

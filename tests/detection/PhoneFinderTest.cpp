@@ -39,7 +39,7 @@ TEST_P(LibPhoneNumberFinderTest, FirstNumberAsWritten)
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, LibPhoneNumberFinderTest, ::testing::ValuesIn(kFinderRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(LibPhoneNumberFinderMiscTest, megabyteOfText_answersWithoutHanging)
 {

@@ -64,7 +64,7 @@ TEST_P(PhoneLinksWantedTest, FromOptionOrSetting)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, PhoneLinksWantedTest, ::testing::ValuesIn(kWantedRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(PhoneLinksStartTest, incompletePlatform_unavailable_thenCompletePlatformStartsSharedMonitor)
 {

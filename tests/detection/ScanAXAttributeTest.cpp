@@ -59,7 +59,7 @@ TEST_P(ScanBoundsTest, SearchedOnlyWhenSizeOrPositionFits)
 }
 
 INSTANTIATE_TEST_SUITE_P(Edges, ScanBoundsTest, ::testing::ValuesIn(kBoundsRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(ScanAXAttributeTest, logsCountEachElementAndSignatures)
 {

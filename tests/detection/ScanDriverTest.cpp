@@ -178,7 +178,7 @@ TEST_P(NewWindowSizeTest, CandidateOnlyStrictlyInside)
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, NewWindowSizeTest, ::testing::ValuesIn(kSizeRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(ScanDriverTest, candidatesWithoutResult_noSummaryLine)
 {

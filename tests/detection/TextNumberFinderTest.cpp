@@ -88,7 +88,7 @@ TEST_P(TextNumberFinderClickTest, answersTheNumberHoldingTheClick)
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, TextNumberFinderClickTest, ::testing::ValuesIn(kClickRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 // Qt's bridge counts UTF-16 units: an emoji is two. The document rows hold the text the Qt editor
 // showed when measured, clicked where Qt answered the offset at the number's middle (53), with the
@@ -136,7 +136,7 @@ TEST_P(TextNumberFinderUtf16Test, answersInUtf16Units)
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, TextNumberFinderUtf16Test, ::testing::ValuesIn(kUtf16Rows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(TextNumberFinderTest, length_inEachUnit)
 {
@@ -224,7 +224,7 @@ TEST_P(TextNumberFinderOutOfRangeTest, answersNothing)
 }
 
 INSTANTIATE_TEST_SUITE_P(Offsets, TextNumberFinderOutOfRangeTest, ::testing::ValuesIn(kOutOfRangeRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 struct SpanRow
 {
@@ -265,7 +265,7 @@ TEST_P(TextNumberFinderSpanTest, readsAroundTheClick)
 }
 
 INSTANTIATE_TEST_SUITE_P(Spans, TextNumberFinderSpanTest, ::testing::ValuesIn(kSpanRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 // A line far longer than what is read: the number in its middle is still found, with offsets in
 // the whole line, and a click on a word far from it finds nothing.

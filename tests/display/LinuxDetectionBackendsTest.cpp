@@ -385,7 +385,7 @@ TEST_P(LinuxDetectionBackends, clickSource_reportsOtherProgramsClicksNotOurOwn)
     struct PressCounter : QObject
     {
         int &count;
-        explicit PressCounter(int &count) : count(count) {}
+        explicit PressCounter(int &presses) : count(presses) {}
         bool eventFilter(QObject *, QEvent *event) override
         {
             if (event->type() == QEvent::MouseButtonPress)
@@ -439,8 +439,8 @@ TEST_P(LinuxDetectionBackends, trust_followsAccessibilityStatusAndPromptTurnsItO
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, LinuxDetectionBackends, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &info) {
-                             return PhoneLinkFixtureProcess::toolkitName(info.param).toStdString();
+                         [](const ::testing::TestParamInfo<Toolkit> &row) {
+                             return PhoneLinkFixtureProcess::toolkitName(row.param).toStdString();
                          });
 
 } // namespace

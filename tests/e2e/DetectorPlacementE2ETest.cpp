@@ -348,8 +348,8 @@ TEST_P(DetectorPlacement, stripUnderPopupOnEveryMonitor_atThatMonitorsRatio_abov
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, DetectorPlacement, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &info) {
-                             return PhoneLinkFixtureProcess::toolkitName(info.param).toStdString();
+                         [](const ::testing::TestParamInfo<Toolkit> &row) {
+                             return PhoneLinkFixtureProcess::toolkitName(row.param).toStdString();
                          });
 
 } // namespace

@@ -122,7 +122,7 @@ TEST_P(ExplainProcessTest, PrintsExpectedLinesAndExitStatus)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ExplainProcessTest, ::testing::ValuesIn(kExplainRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(ExplainProcess, NoText_ExitsTwoAndPrintsNothing)
 {

@@ -156,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(
         LinkRow{"ownSchemeEmptyValue", "dialwise://dial?number=", "/u/0/calls?a=nc,%2B"},
         LinkRow{"telTooShort", "tel:123456", nullptr},
         LinkRow{"twelveDigits", "tel:+44-20-7123-4567", "/u/0/calls?a=nc,%2B442071234567"}),
-    [](const ::testing::TestParamInfo<LinkRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<LinkRow> &row) { return std::string(row.param.name); });
 
 TEST_F(InstanceLaunchE2ETest, linkOfAnotherScheme_isRefusedWithItsReason)
 {
@@ -257,7 +257,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(BusAnswerRow{"empty", "", "app.dialwise.Dialwise.Error.NoNumber", "No valid phone number found"},
                       BusAnswerRow{"noNumber", "hello", "app.dialwise.Dialwise.Error.NoNumber",
                                    "No valid phone number found"}),
-    [](const ::testing::TestParamInfo<BusAnswerRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<BusAnswerRow> &row) { return std::string(row.param.name); });
 
 TEST_F(InstanceLaunchE2ETest, secondLaunchWithoutArguments_reshowsClosedWindow)
 {

@@ -470,8 +470,8 @@ TEST_P(PhoneLinkDetection, largeProgram_handOverAndCallSelectionDuringScan_serve
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, PhoneLinkDetection, ::testing::Values(Toolkit::qt, Toolkit::gtk),
-                         [](const ::testing::TestParamInfo<Toolkit> &info) {
-                             return PhoneLinkFixtureProcess::toolkitName(info.param).toStdString();
+                         [](const ::testing::TestParamInfo<Toolkit> &row) {
+                             return PhoneLinkFixtureProcess::toolkitName(row.param).toStdString();
                          });
 
 // Without the option nothing of the detector runs: run as a ctest of its own, on a fresh desktop.

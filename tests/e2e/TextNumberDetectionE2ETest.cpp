@@ -275,8 +275,8 @@ INSTANTIATE_TEST_SUITE_P(Programs, TextNumberDetection,
                                            Program{"gtk-editor", QStringLiteral("555-010-4477"), QStringLiteral("desk"), 30},
                                            Program{"qt-editor", QStringLiteral("555-010-4477"), QStringLiteral("Ring"), 30},
                                            Program{"firefox", QStringLiteral("+1 555 010 4477"), QStringLiteral("write"), 90}),
-                         [](const ::testing::TestParamInfo<Program> &info) {
-                             QString name = QString::fromLatin1(info.param.name);
+                         [](const ::testing::TestParamInfo<Program> &row) {
+                             QString name = QString::fromLatin1(row.param.name);
                              return name.replace(u'-', u'_').toStdString();
                          });
 

@@ -228,7 +228,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ExecRow{"nonAscii", "/home/ü/dialwise", "/home/ü/dialwise"},
                       ExecRow{"newline", "/home/u/a\nb/dialwise", nullptr},
                       ExecRow{"tab", "/home/u/a\tb/dialwise", nullptr}),
-    [](const ::testing::TestParamInfo<ExecRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<ExecRow> &row) { return std::string(row.param.name); });
 
 TEST(AutostartEntryTextTest, entryText_isCompleteLoginEntry)
 {

@@ -59,7 +59,7 @@ TEST_P(StoredProviderTest, SelectsExpectedAndLeavesStoreAlone)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, StoredProviderTest, ::testing::ValuesIn(kStoredProviderRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(CallManagerProvider, SetProvider_StoresRawValueAndSurvivesRestart)
 {
@@ -141,7 +141,7 @@ TEST_P(InvalidCallTest, NotifiesOnceAndChangesNothing)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, InvalidCallTest, ::testing::ValuesIn(kInvalidRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(CallManagerCall, InvalidOnFreshManager_LastCalledStaysEmpty)
 {
@@ -358,7 +358,7 @@ TEST_P(DialDialogTest, ActsOnAnswer)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, DialDialogTest, ::testing::ValuesIn(kDialRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(CallManagerForwarding, NormalizeAndDisplay_SameAsPhoneFunctions)
 {

@@ -273,7 +273,7 @@ INSTANTIATE_TEST_SUITE_P(
                       "give links, --call-text or --call-selection, not several of them"},
         UsageErrorRow{"hiddenAndLink", {"--hidden", "tel:5551234567"},
                       "--hidden goes alone: it starts Dialwise without a window"}),
-    [](const ::testing::TestParamInfo<UsageErrorRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<UsageErrorRow> &row) { return std::string(row.param.name); });
 
 // Each good command line and what it asks for.
 TEST(CommandLineTest, valueForms_areTheSameAsSeparateValues)

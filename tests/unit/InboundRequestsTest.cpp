@@ -31,8 +31,9 @@ TEST_P(InboundUrlTest, forUrl_decidesWhatToCall)
     const InboundAction action = InboundRequests::forUrl(row.url);
     EXPECT_EQ(int(action.kind), int(row.expected.kind));
     EXPECT_EQ(action.number, row.expected.number);
-    if (row.expected.kind == InboundAction::Kind::reject)
+    if (row.expected.kind == InboundAction::Kind::reject) {
         EXPECT_EQ(int(action.failure), int(row.expected.failure));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -71,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
         UrlRow{"telWith64Digits_isCalled", "tel:" + QString(64, u'5'), InboundAction::call(QString(64, u'5'))},
         UrlRow{"telWith65Digits_isDropped", "tel:" + QString(65, u'5'), InboundAction::ignore()},
         UrlRow{"ownSchemeValueOver64_isDropped", "dialwise://dial?number=" + QString(65, u'5'), InboundAction::ignore()}),
-    [](const ::testing::TestParamInfo<UrlRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<UrlRow> &row) { return std::string(row.param.name); });
 
 struct TextRow
 {
@@ -95,8 +96,9 @@ TEST_P(InboundTextTest, forText_callsOrExplains)
     const InboundAction action = InboundRequests::forText(row.text);
     EXPECT_EQ(int(action.kind), int(row.expected.kind));
     EXPECT_EQ(action.number, row.expected.number);
-    if (row.expected.kind == InboundAction::Kind::reject)
+    if (row.expected.kind == InboundAction::Kind::reject) {
         EXPECT_EQ(int(action.failure), int(row.expected.failure));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -118,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(
         TextRow{"numberOf64Digits_isCalled", QString(64, u'7'), InboundAction::call(QString(64, u'7'))},
         TextRow{"numberOf65Digits_isNoNumber", QString(65, u'7'), InboundAction::reject(RequestFailure::noNumber)},
         TextRow{"digitsFillingTheLimit_isNoNumber", QString(64 * 1024, u'7'), InboundAction::reject(RequestFailure::noNumber)}),
-    [](const ::testing::TestParamInfo<TextRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<TextRow> &row) { return std::string(row.param.name); });
 
 TEST(RequestFailureTest, messages_areTheSentencesUsersRead)
 {
@@ -167,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(
         OpenRow{"fiftyThousand", links(50000), RequestFailure::tooManyLinks},
         OpenRow{"linkAtTheLimit", {"tel:" + QString(64 * 1024 - 4, u'5')}, std::nullopt},
         OpenRow{"linkOverTheLimit", {"tel:5551234567", "tel:" + QString(64 * 1024 - 3, u'5')}, RequestFailure::tooLarge}),
-    [](const ::testing::TestParamInfo<OpenRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<OpenRow> &row) { return std::string(row.param.name); });
 
 // What the launcher tells the person about a link before it hands it over.
 struct LinkOutcomeRow
@@ -213,6 +215,6 @@ INSTANTIATE_TEST_SUITE_P(
         LinkOutcomeRow{"blanksBeforeTel", "  tel:5551234567", Outcome::call, "tel"},
         LinkOutcomeRow{"digitFirstIsNoScheme", "1:5551234567", Outcome::call, ""},
         LinkOutcomeRow{"colonAfterWords", "call me: 555 123 4567", Outcome::call, ""}),
-    [](const ::testing::TestParamInfo<LinkOutcomeRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<LinkOutcomeRow> &row) { return std::string(row.param.name); });
 
 } // namespace

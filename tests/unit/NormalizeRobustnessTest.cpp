@@ -127,7 +127,7 @@ TEST_P(BigInputTest, Megabyte_CostsRoughlyLinearTime)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, BigInputTest, ::testing::ValuesIn(kBigRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 // Bytes that are not UTF-8 become QStrings full of U+FFFD; whatever survives follows the rules.
 TEST(HostileInput, InvalidUtf8Bytes_SameAsReference)

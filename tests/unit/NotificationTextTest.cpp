@@ -43,6 +43,6 @@ TEST_P(NotificationBodyTest, bodyReadsAsTyped)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, NotificationBodyTest, ::testing::ValuesIn(kBodyRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 } // namespace

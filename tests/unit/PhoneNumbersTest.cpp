@@ -154,7 +154,7 @@ TEST_P(NormalizeTest, GivesExpectedNumberAndDisplay)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, NormalizeTest, ::testing::ValuesIn(kNormalizeRows),
-                         [](const ::testing::TestParamInfo<NormalizeRow> &info) { return std::string(info.param.name); });
+                         [](const ::testing::TestParamInfo<NormalizeRow> &row) { return std::string(row.param.name); });
 
 struct TextRow
 {
@@ -194,7 +194,7 @@ TEST_P(FormatForDisplayTest, GivesExpectedText)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, FormatForDisplayTest, ::testing::ValuesIn(kDisplayRows),
-                         [](const ::testing::TestParamInfo<TextRow> &info) { return std::string(info.param.name); });
+                         [](const ::testing::TestParamInfo<TextRow> &row) { return std::string(row.param.name); });
 
 const TextRow kDialDigitsRows[] = {
     {"TenDigits_OnePrepended", u"5551234567", u"15551234567"},
@@ -214,7 +214,7 @@ TEST_P(DialDigitsTest, GivesExpectedDigits)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, DialDigitsTest, ::testing::ValuesIn(kDialDigitsRows),
-                         [](const ::testing::TestParamInfo<TextRow> &info) { return std::string(info.param.name); });
+                         [](const ::testing::TestParamInfo<TextRow> &row) { return std::string(row.param.name); });
 
 // Whether Han numerals count is Unicode's call, not ours: ask ICU what their Numeric_Type is and
 // require normalisation to follow it, so that this test says something true on any ICU.

@@ -85,7 +85,7 @@ TEST_P(ProviderTest, OpensAndNotifiesAsExpected)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ProviderTest, ::testing::ValuesIn(kProviderRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(ProviderOverride, GivenVoiceBase_AddressUsesIt)
 {

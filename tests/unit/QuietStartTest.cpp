@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(
         NoteRow{"otherConnectFailure_stays", "qt.core.qobject.connect",
                 "QObject::connect: No such signal GoogleVoiceWindow::nothing()", false},
         NoteRow{"noCategory_stays", nullptr, "Sandboxing disabled by user.", false}),
-    [](const ::testing::TestParamInfo<NoteRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<NoteRow> &row) { return std::string(row.param.name); });
 
 TEST(QuietStartRulesTest, defaultRules_silenceEngineFlagsAndPageConsoleOnly)
 {

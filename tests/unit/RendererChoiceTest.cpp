@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceRow{"forcedHardwareWithoutGl", "hardware", "none", gpu, "unused", software, false, "QT_XCB_GL_INTEGRATION=none"},
         ChoiceRow{"unknownOverride", "gpu", "", gpu, "Radeon (GLX)", hardware, true, "DIALWISE_RENDERER=gpu is not"},
         ChoiceRow{"unknownOverrideNoGl", "fast", "", none, "libGL.so.1 not found", software, true, "libGL.so.1 not found"}),
-    [](const ::testing::TestParamInfo<ChoiceRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<ChoiceRow> &row) { return std::string(row.param.name); });
 
 struct NameRow
 {

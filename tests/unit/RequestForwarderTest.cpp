@@ -143,7 +143,7 @@ TEST_P(RequestForwarderMethod, forward_callsTheMethodOfTheRequest)
 }
 
 INSTANTIATE_TEST_SUITE_P(Requests, RequestForwarderMethod, ::testing::ValuesIn(kMethodRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 struct ErrorRow
 {
@@ -189,7 +189,7 @@ TEST_P(RequestForwarderAnswer, forward_reportsWhatTheAnswerMeans)
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, RequestForwarderAnswer, ::testing::ValuesIn(kErrorRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 struct StartingRow
 {
@@ -235,7 +235,7 @@ TEST_P(RequestForwarderStartup, startingInstance_afterGrace_isAFailure)
 }
 
 INSTANTIATE_TEST_SUITE_P(Starting, RequestForwarderStartup, ::testing::ValuesIn(kStartingRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(RequestForwarderGrace, shortGrace_keepsTryingUntilItRunsOut)
 {

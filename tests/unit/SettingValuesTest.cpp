@@ -97,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(
         BooleanRow{"yesPlease_notYes", "yes please", false, false,
                    "dialwise.settings: ignoring detectPhoneLinks=yes please in dialwise.conf: not true/false, yes/no, "
                    "on/off or 1/0; using false"}),
-    [](const ::testing::TestParamInfo<BooleanRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<BooleanRow> &row) { return std::string(row.param.name); });
 
 TEST(SettingValuesParseTest, parseBoolean_noValueForOtherWords)
 {

@@ -53,7 +53,7 @@ public:
     static std::unique_ptr<dialwise::CallManager> startManagerOn(std::shared_ptr<QSettingsStore> store)
     {
         CallManagerRig rig;
-        return std::make_unique<dialwise::CallManager>(CallManager::Services{std::move(store), rig.desktop, rig.clock});
+        return std::make_unique<dialwise::CallManager>(CallManager::Services{std::move(store), rig.desktop, rig.clock, QUrl()});
     }
 
 protected:
@@ -142,7 +142,7 @@ const BadFileRow kBadFileRows[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, BadSettingsFileTest, ::testing::ValuesIn(kBadFileRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST_F(SettingsStoreTest, CommaList_IsNotAString)
 {

@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
                       // Never "yesterday": the menu always says how many.
                       RelativeRow{"oneDay", 86400, "1 day ago"}, RelativeRow{"twoWeeks", 14 * 86400, "2 wk. ago"},
                       RelativeRow{"future", -120, "in 2 min."}),
-    [](const ::testing::TestParamInfo<RelativeRow> &info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<RelativeRow> &row) { return std::string(row.param.name); });
 
 TEST(TrayMenuModelTest, relativeTime_followsLocale)
 {

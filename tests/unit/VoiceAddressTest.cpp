@@ -84,7 +84,7 @@ TEST_P(VoiceBaseTest, NewCallAddressUsesExpectedBase)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, VoiceBaseTest, ::testing::ValuesIn(kBaseRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(VoiceAddress, CallsPage_UnderTheBase)
 {
@@ -142,7 +142,7 @@ TEST_P(NewCallAddressTest, RecognisesNewCallAddresses)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, NewCallAddressTest, ::testing::ValuesIn(kNewCallRows),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(VoiceAddress, NewCallAddress_RoundTrip)
 {

@@ -42,10 +42,10 @@ void *g_libatspiBus = nullptr;
 class AtspiElement final : public Element
 {
 public:
-    AtspiElement(AtspiAccessible *accessible, bool isApplication, double scale = 1)
-        : accessible(accessible)
-        , isApplication(isApplication)
-        , scale(scale)
+    AtspiElement(AtspiAccessible *object, bool anApplication, double deviceScale = 1)
+        : accessible(object)
+        , isApplication(anApplication)
+        , scale(deviceScale)
     {
     }
     ~AtspiElement() override { g_object_unref(accessible); }
@@ -190,11 +190,11 @@ bool contains(const QRectF &rect, float x, float y)
 // time-out, and starts such a pause when the request times out.
 struct AtspiElementTree::Call
 {
-    Call(AtspiElementTree &tree, AtspiAccessible *accessible)
-        : tree(tree)
+    Call(AtspiElementTree &owner, AtspiAccessible *accessible)
+        : tree(owner)
         , busName(busNameOf(accessible))
     {
-        tree.keepOnSharedBus(accessible);
+        owner.keepOnSharedBus(accessible);
     }
     ~Call() { g_clear_error(&error); }
 
