@@ -347,7 +347,8 @@ void GoogleVoiceWindow::layoutToolbar()
     m_spinner->setContentsMargins(0, 0, kFieldBorder + kFieldPadding, 0);
     const QSize spin = m_spinner->sizeHint();
     m_spinner->setFixedSize(spin);
-    m_spinner->move(layout.call.left() - ToolbarLayout::kCallGap - spin.width(), (ToolbarLayout::kHeight - spin.height()) / 2);
+    m_spinner->move(layout.call.left() - ToolbarLayout::kCallGap - spin.width(),
+                    (ToolbarLayout::kHeight - spin.height()) / 2);
 }
 
 void GoogleVoiceWindow::loadGoogleVoice()
