@@ -6,7 +6,7 @@ CTEST_ARGS ?=
 # WERROR=ON turns every compiler warning into an error (CI builds this way).
 WERROR ?= OFF
 
-.PHONY: all deps configure build run test bench package clean
+.PHONY: all deps bench-deps configure build run test bench package clean
 
 all: build
 
@@ -44,7 +44,11 @@ test: build
 package: build
 	cmake --build $(BUILD_DIR) --target package
 
-bench: build
+# What only the benchmarks need (Chromium for the comparisons, hyperfine): tools/bench-packages.txt.
+bench-deps:
+	@./tools/install-deps tools/bench-packages.txt
+
+bench: build bench-deps
 	./tools/run-benchmarks $(BUILD_DIR)
 
 clean:

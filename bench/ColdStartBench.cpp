@@ -3,26 +3,21 @@
 // `chromium --app=<page>` (a new window mapped and the page requested). Run inside
 // tests/run-in-desktop. Both keep their profile between runs, as on a user's desktop.
 //   ColdStartBench [runs] [--no-chromium]
-#include "app/BusNames.h"
-#include "bench/HandoverColdStartTiming.h"
-#include "tests/e2e/ShellRig.h"
+#include "bench/Timing.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QFile>
 #include <QSet>
-#include <QTemporaryDir>
 
-#include <csignal>
+#include <cstdio>
 
-using dialwise::testing::ShellRig;
 using namespace dialwise::bench;
 
 namespace {
 
 constexpr int kTimeoutMs = 60000;
+constexpr int kWarmUp = 2;
 
 // Starts the program, waits for a new viewable window that `isOurs` accepts and for the page
 // request; returns the later of the two in milliseconds, or a negative value on time-out.
@@ -56,25 +51,13 @@ double timeStart(ShellRig &rig, ArrivalClock &arrivals, const QList<QByteArray> 
     return double(std::max(mapped, requested) - started) / 1e6;
 }
 
-void stop(pid_t pid)
+// Ends the Dialwise just started the way a user would, `dialwise --quit`, and waits until it
+// has gone and given up its bus name, so that the next start is a cold one again.
+void quitDialwise(ShellRig &rig, pid_t pid)
 {
-    kill(pid, SIGTERM);
-    if (ShellRig::waitProcess(pid, 15000) == -1) {
-        kill(pid, SIGKILL);
-        ShellRig::waitProcess(pid, 5000);
-    }
-}
-
-void quitDialwise(pid_t pid)
-{
-    QDBusMessage quit = QDBusMessage::createMethodCall(QString::fromLatin1(dialwise::bus::kServiceName),
-                                                       QString::fromLatin1(dialwise::bus::kObjectPath),
-                                                       QString::fromLatin1(dialwise::bus::kApplicationInterface),
-                                                       QStringLiteral("ActivateAction"));
-    quit << QStringLiteral("quit") << QVariantList() << QVariantMap();
-    QDBusConnection::sessionBus().call(quit, QDBus::Block, 5000);
+    rig.run(QStringList{QStringLiteral("--quit")});
     if (ShellRig::waitProcess(pid, 15000) == -1)
-        stop(pid);
+        stopProcess(pid);
     ShellRig::waitUntil([] { return !ShellRig::nameOwned(); }, 5000);
 }
 
@@ -83,55 +66,39 @@ void quitDialwise(pid_t pid)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList arguments = app.arguments().mid(1);
-    const int runs = arguments.isEmpty() || arguments.first().startsWith(u'-') ? 15 : arguments.first().toInt();
-    const bool withChromium = !arguments.contains(QStringLiteral("--no-chromium"));
-    const int warmUp = 2;
+    const Arguments arguments(argc, argv);
+    const int runs = arguments.number(0, 15);
 
     ShellRig rig;
     if (!rig.startStandIn())
         return 1;
     ArrivalClock arrivals(rig.standIn());
     const QString page = QString::fromLatin1(dialwise::voice::kCallsPath);
-    std::printf("cold start, %d runs each after %d warm-up runs\n", runs, warmUp);
+    std::printf("cold start, %d runs each after %d warm-up runs\n", runs, kWarmUp);
 
-    Figures dialwiseFigures;
-    for (int i = 0; i < runs + warmUp; ++i) {
+    const auto isDialwise = [](unsigned long window) {
+        return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).contains(window);
+    };
+    const Figures dialwiseFigures = timeSeries(runs, kWarmUp, [&](int) {
         pid_t pid = -1;
-        const double ms = timeStart(rig, arrivals, {ShellRig::program().toLocal8Bit()}, page,
-                                    [](unsigned long window) {
-                                        return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).contains(window);
-                                    },
-                                    &pid);
-        quitDialwise(pid);
-        if (i < warmUp)
-            continue;
-        if (ms >= 0)
-            dialwiseFigures.ms.append(ms);
-        else
-            ++dialwiseFigures.failures;
-    }
+        const double ms = timeStart(rig, arrivals, {ShellRig::program().toLocal8Bit()}, page, isDialwise, &pid);
+        quitDialwise(rig, pid);
+        return ms;
+    });
     dialwiseFigures.print("dialwise (nothing running)");
 
-    if (withChromium) {
-        QTemporaryDir profile;
-        QList<QByteArray> argv = chromiumFlags(profile.path());
-        argv.append("--app=" + rig.standIn().baseUrl().toString().toLatin1() + dialwise::voice::kCallsPath);
-        Figures chromiumFigures;
-        for (int i = 0; i < runs + warmUp; ++i) {
+    if (!arguments.has("--no-chromium")) {
+        const Chromium chromium;
+        const QList<QByteArray> command =
+            chromium.appCommand(rig.standIn().baseUrl().toString().toLatin1() + dialwise::voice::kCallsPath);
+        const Figures chromiumFigures = timeSeries(runs, kWarmUp, [&](int) {
             pid_t pid = -1;
-            const double ms = timeStart(rig, arrivals, argv, page, [](unsigned long) { return true; }, &pid);
-            stop(pid);
+            const double ms = timeStart(rig, arrivals, command, page, [](unsigned long) { return true; }, &pid);
             // Chromium's helpers leave a moment after the browser; the next start must not find
             // the old instance and hand over to it.
-            ShellRig::waitUntil([&] { return !QFile::exists(profile.path() + QStringLiteral("/SingletonLock")); }, 10000);
-            if (i < warmUp)
-                continue;
-            if (ms >= 0)
-                chromiumFigures.ms.append(ms);
-            else
-                ++chromiumFigures.failures;
-        }
+            chromium.stop(pid);
+            return ms;
+        });
         chromiumFigures.print("chromium --app=... (nothing running)");
     }
     return dialwiseFigures.ms.isEmpty() ? 1 : 0;

@@ -44,14 +44,15 @@ std::unique_ptr<CallManager> makeQuietCallManager()
 // makes every one of them a job for libphonenumber.
 struct TreeDesktop
 {
-    std::shared_ptr<ScriptedElementTree> tree = std::make_shared<ScriptedElementTree>();
-    std::shared_ptr<ScriptedWindowList> windows = std::make_shared<ScriptedWindowList>();
-    std::shared_ptr<ScriptedScreen> screen = std::make_shared<ScriptedScreen>();
-    std::shared_ptr<ScriptedClickSource> clicks = std::make_shared<ScriptedClickSource>();
+    // What the monitor reads; the panels are kept apart to see whether a strip was asked for.
+    DetectorPlatform platform;
     std::shared_ptr<RecordingPanelView> panels = std::make_shared<RecordingPanelView>();
 
     TreeDesktop(int count, bool digits)
     {
+        const auto tree = std::make_shared<ScriptedElementTree>();
+        const auto windows = std::make_shared<ScriptedWindowList>();
+        platform = {tree, windows, std::make_shared<ScriptedScreen>(), std::make_shared<ScriptedClickSource>(), panels};
         ElementHandle window = tree->add();
         tree->set(window, u"AXRole", QStringLiteral("AXWindow"));
         tree->set(window, u"AXPosition", QPointF(500, 300));
@@ -88,7 +89,7 @@ void performScans(benchmark::State &state, bool digits)
     const std::unique_ptr<CallManager> quietManager = makeQuietCallManager();
     CallManager &callManager = *quietManager;
     DataDetectorMonitor::Services services;
-    services.platform = {desktop.tree, desktop.windows, desktop.screen, desktop.clicks, desktop.panels};
+    services.platform = desktop.platform;
     services.phoneFinder = std::make_shared<LibPhoneNumberFinder>(QStringLiteral("US"));
     services.scheduler = std::make_shared<VirtualScheduler>();
     services.logToStandardError = false;

@@ -4,57 +4,33 @@
 // detector. Run under tests/run-in-desktop tests/with-accessibility-bus (bench/detector.sh).
 //   bench_detector_click [ITERATIONS=20] [IDLE_SECONDS=60] [qt|gtk] [SCALE=1]
 // SCALE is Dialwise's QT_SCALE_FACTOR (a 2x desktop); the fixture keeps drawing at 1x.
-#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "bench/ProcessTree.h"
+#include "bench/Timing.h"
 #include "tests/e2e/ShellRig.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QGuiApplication>
 
 #include <algorithm>
 #include <cstdio>
-#include <unistd.h>
+#include <vector>
 
 using dialwise::testing::PhoneLinkFixtureProcess;
-using dialwise::testing::ShellRig;
+using namespace dialwise::bench;
 
 namespace {
 
 const QString kStripTitle = QStringLiteral("Call with Dialwise");
 
-bool click(const QPoint &at)
-{
-    return dialwise::testing::xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-                                       QStringLiteral("click"), QStringLiteral("1")});
-}
-
-// utime + stime of a process, in seconds.
-double cpuSeconds(pid_t pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray text = stat.readAll();
-    // Fields after the parenthesised command name; utime and stime are fields 14 and 15.
-    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-    return (fields.value(11).toDouble() + fields.value(12).toDouble()) / double(sysconf(_SC_CLK_TCK));
-}
-
 constexpr int kStartUpSettleMs = 30000;
 
 double idleCpuPerMinute(ShellRig &rig, int seconds)
 {
-    const double before = cpuSeconds(rig.primaryPid());
+    const double before = processCpuSeconds(rig.primaryPid());
     ShellRig::pump(seconds * 1000);
-    const double after = cpuSeconds(rig.primaryPid());
+    const double after = processCpuSeconds(rig.primaryPid());
     return (after - before) * 60.0 / seconds;
-}
-
-void hideWebWindow(ShellRig &rig)
-{
-    for (const QString &window : rig.visibleWindows())
-        rig.closeWindow(window);
-    ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000);
 }
 
 } // namespace
@@ -62,25 +38,23 @@ void hideWebWindow(ShellRig &rig)
 int main(int argc, char **argv)
 {
     QGuiApplication app(argc, argv);
-    const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 20;
-    const int idleSeconds = argc > 2 ? std::max(1, atoi(argv[2])) : 60;
-    const auto toolkit = (argc > 3 && QByteArray(argv[3]) == "gtk") ? PhoneLinkFixtureProcess::Toolkit::gtk
-                                                                    : PhoneLinkFixtureProcess::Toolkit::qt;
-
-    const QByteArray scale = argc > 4 ? QByteArray(argv[4]) : QByteArray("1");
+    const Arguments arguments(argc, argv);
+    const int iterations = std::max(1, arguments.number(0, 20));
+    const int idleSeconds = std::max(1, arguments.number(1, 60));
+    const auto toolkit = arguments.text(2, QStringLiteral("qt")) == u"gtk" ? PhoneLinkFixtureProcess::Toolkit::gtk
+                                                                          : PhoneLinkFixtureProcess::Toolkit::qt;
+    const QByteArray scale = arguments.text(3, QStringLiteral("1")).toLocal8Bit();
 
     double idleOn = -1, idleOff = -1;
     {
         ShellRig rig;
         if (scale != "1")
             qputenv("QT_SCALE_FACTOR", scale);
-        const bool started = rig.startStandIn() && rig.startPrimary({QStringLiteral("--detect-phone-links")});
+        const bool started = startDialwise(rig, {QStringLiteral("--detect-phone-links")});
         qunsetenv("QT_SCALE_FACTOR");
-        if (!started) {
-            std::fprintf(stderr, "dialwise did not start: %s\n", rig.primaryErrors().constData());
+        if (!started)
             return 1;
-        }
-        hideWebWindow(rig);
+        hideDialwiseWindows(rig);
         auto fixture = PhoneLinkFixtureProcess::start(toolkit);
         if (!fixture) {
             std::fprintf(stderr, "fixture did not start\n");
@@ -115,24 +89,20 @@ int main(int argc, char **argv)
             // Let the previous click's remaining scan attempts (up to 1.5 s) run out before the next.
             ShellRig::pump(1600);
         }
-        std::vector<double> sorted = samples;
-        std::sort(sorted.begin(), sorted.end());
-        const double median = (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
+        const Summary mapped = summarize(samples);
         std::printf("click to strip mapped (%s fixture, Dialwise at %sx, %d clicks): median %.1f ms, min %.1f ms, "
                     "max %.1f ms\n",
-                    qPrintable(PhoneLinkFixtureProcess::toolkitName(toolkit)), scale.constData(), iterations, median,
-                    sorted.front(), sorted.back());
+                    qPrintable(PhoneLinkFixtureProcess::toolkitName(toolkit)), scale.constData(), iterations,
+                    mapped.median, mapped.min, mapped.max);
         fixture.reset();
         ShellRig::pump(2000);
         idleOn = idleCpuPerMinute(rig, idleSeconds);
     }
     {
         ShellRig rig;
-        if (!rig.startStandIn() || !rig.startPrimary()) {
-            std::fprintf(stderr, "dialwise did not start: %s\n", rig.primaryErrors().constData());
+        if (!startDialwise(rig))
             return 1;
-        }
-        hideWebWindow(rig);
+        hideDialwiseWindows(rig);
         // The web engine finishes its start-up work (the first page load, its caches) within
         // the first half minute; the detector-on Dialwise above had been up longer than that.
         ShellRig::pump(kStartUpSettleMs);

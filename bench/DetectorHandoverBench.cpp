@@ -4,8 +4,9 @@
 // window), timed from the launcher's start to its exit, with the detector on and then off.
 // Run under tests/run-in-desktop tests/with-accessibility-bus (bench/detector.sh).
 //   bench_detector_handover [ITERATIONS=10] [qt|gtk]
-#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "bench/Timing.h"
 #include "tests/e2e/ShellRig.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>
@@ -13,9 +14,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <vector>
 
 using dialwise::testing::PhoneLinkFixtureProcess;
-using dialwise::testing::ShellRig;
+using namespace dialwise::bench;
 
 namespace {
 
@@ -25,36 +27,22 @@ constexpr int kAfterClickMs = 250;
 // A click's four scan attempts end 1.5 s after it; the next round starts after them.
 constexpr int kScanBurstMs = 1600;
 
-bool click(const QPoint &at)
-{
-    return dialwise::testing::xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-                                       QStringLiteral("click"), QStringLiteral("1")});
-}
-
-void hideWindows(ShellRig &rig)
-{
-    for (const QString &window : rig.visibleWindows())
-        rig.closeWindow(window);
-    ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000);
-}
-
-struct Figures
+struct Samples
 {
     std::vector<double> handOver;
     std::vector<double> callSelection;
 };
 
-QString median(std::vector<double> samples)
+QString median(const std::vector<double> &samples)
 {
     if (samples.empty())
         return QStringLiteral("none");
-    std::sort(samples.begin(), samples.end());
-    const double middle = (samples[(samples.size() - 1) / 2] + samples[samples.size() / 2]) / 2;
+    const Summary s = summarize(samples);
     return QStringLiteral("median %1 ms (min %2, max %3, %4 runs)")
-        .arg(middle, 0, 'f', 1)
-        .arg(samples.front(), 0, 'f', 1)
-        .arg(samples.back(), 0, 'f', 1)
-        .arg(samples.size());
+        .arg(s.median, 0, 'f', 1)
+        .arg(s.min, 0, 'f', 1)
+        .arg(s.max, 0, 'f', 1)
+        .arg(s.count);
 }
 
 // One timed launcher run; -1 when it failed.
@@ -71,15 +59,13 @@ double timedRun(ShellRig &rig, const QStringList &arguments)
     return ms;
 }
 
-bool measure(bool detectorOn, PhoneLinkFixtureProcess::Toolkit toolkit, int iterations, Figures &figures)
+bool measure(bool detectorOn, PhoneLinkFixtureProcess::Toolkit toolkit, int iterations, Samples &figures)
 {
     ShellRig rig;
     const QStringList options = detectorOn ? QStringList{QStringLiteral("--detect-phone-links")} : QStringList{};
-    if (!rig.startStandIn() || !rig.startPrimary(options)) {
-        std::fprintf(stderr, "dialwise did not start: %s\n", rig.primaryErrors().constData());
+    if (!startDialwise(rig, options))
         return false;
-    }
-    hideWindows(rig);
+    hideDialwiseWindows(rig);
     auto fixture = PhoneLinkFixtureProcess::start(toolkit, {QStringLiteral("--elements"), QStringLiteral("1000")});
     if (!fixture) {
         std::fprintf(stderr, "fixture did not start\n");
@@ -88,7 +74,7 @@ bool measure(bool detectorOn, PhoneLinkFixtureProcess::Toolkit toolkit, int iter
     const QPoint emptySpot(650, 450);
     // One untimed round first: the web engine's first page load is not what is measured.
     timedRun(rig, {QStringLiteral("tel:+12025550100")});
-    hideWindows(rig);
+    hideDialwiseWindows(rig);
     for (int i = 0; i < iterations; ++i) {
         click(emptySpot);
         ShellRig::pump(kAfterClickMs);
@@ -97,7 +83,7 @@ bool measure(bool detectorOn, PhoneLinkFixtureProcess::Toolkit toolkit, int iter
             return false;
         figures.handOver.push_back(handOver);
         ShellRig::pump(kScanBurstMs);
-        hideWindows(rig);
+        hideDialwiseWindows(rig);
 
         QGuiApplication::clipboard()->setText(QStringLiteral("Call me at (202) 555-%1").arg(2000 + i),
                                               QClipboard::Selection);
@@ -108,7 +94,7 @@ bool measure(bool detectorOn, PhoneLinkFixtureProcess::Toolkit toolkit, int iter
             return false;
         figures.callSelection.push_back(selection);
         ShellRig::pump(kScanBurstMs);
-        hideWindows(rig);
+        hideDialwiseWindows(rig);
     }
     return true;
 }
@@ -118,10 +104,11 @@ bool measure(bool detectorOn, PhoneLinkFixtureProcess::Toolkit toolkit, int iter
 int main(int argc, char **argv)
 {
     QGuiApplication app(argc, argv);
-    const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 10;
-    const auto toolkit = (argc > 2 && QByteArray(argv[2]) == "gtk") ? PhoneLinkFixtureProcess::Toolkit::gtk
-                                                                    : PhoneLinkFixtureProcess::Toolkit::qt;
-    Figures on, off;
+    const Arguments arguments(argc, argv);
+    const int iterations = std::max(1, arguments.number(0, 10));
+    const auto toolkit = arguments.text(1, QStringLiteral("qt")) == u"gtk" ? PhoneLinkFixtureProcess::Toolkit::gtk
+                                                                          : PhoneLinkFixtureProcess::Toolkit::qt;
+    Samples on, off;
     if (!measure(true, toolkit, iterations, on) || !measure(false, toolkit, iterations, off))
         return 1;
     const QString fixture = PhoneLinkFixtureProcess::toolkitName(toolkit);

@@ -3,6 +3,7 @@
 // the Linux backends, in this process (no strip is drawn; a recording panel view stands in).
 // Run under tests/run-in-desktop tests/with-accessibility-bus (bench/detector.sh).
 //   bench_detector_scan [ITERATIONS=20] [qt|gtk] [ELEMENTS=1000]
+#include "bench/Timing.h"
 #include "calling/CallManager.h"
 #include "calling/Clock.h"
 #include "detection/DataDetectorMonitor.h"
@@ -21,35 +22,16 @@
 #include <vector>
 
 using dialwise::testing::PhoneLinkFixtureProcess;
-
-namespace {
-
-bool click(const QPoint &at)
-{
-    return dialwise::testing::xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-                                       QStringLiteral("click"), QStringLiteral("1")});
-}
-
-struct Figures
-{
-    double median = 0, min = 0, max = 0;
-};
-
-Figures figures(std::vector<double> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return {(samples[(samples.size() - 1) / 2] + samples[samples.size() / 2]) / 2, samples.front(), samples.back()};
-}
-
-} // namespace
+using namespace dialwise::bench;
 
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 20;
-    const auto toolkit = (argc > 2 && QByteArray(argv[2]) == "gtk") ? PhoneLinkFixtureProcess::Toolkit::gtk
-                                                                    : PhoneLinkFixtureProcess::Toolkit::qt;
-    const int elements = argc > 3 ? atoi(argv[3]) : 1000;
+    const Arguments arguments(argc, argv);
+    const int iterations = std::max(1, arguments.number(0, 20));
+    const auto toolkit = arguments.text(1, QStringLiteral("qt")) == u"gtk" ? PhoneLinkFixtureProcess::Toolkit::gtk
+                                                                          : PhoneLinkFixtureProcess::Toolkit::qt;
+    const int elements = arguments.number(2, 1000);
 
     auto fixture = PhoneLinkFixtureProcess::start(toolkit, {QStringLiteral("--elements"), QString::number(elements)});
     if (!fixture) {
@@ -124,7 +106,7 @@ int main(int argc, char **argv)
         monitor.performScan();
         missed.push_back(double(timer.nsecsElapsed()) / 1e6);
     }
-    const Figures hit = figures(found), miss = figures(missed);
+    const Summary hit = summarize(found), miss = summarize(missed);
     const char *name = qPrintable(PhoneLinkFixtureProcess::toolkitName(toolkit));
     std::printf("performScan, %s fixture with %d more elements, %d runs:\n", name, elements, iterations);
     std::printf("  popup open (found by new-window detection): median %.2f ms, min %.2f, max %.2f\n", hit.median,

@@ -5,23 +5,12 @@
 #   cold start  `dialwise` with nothing running -> window mapped and /u/0/calls requested
 #   bench/HandoverColdStart.sh [BUILD_DIR] [HANDOVER_RUNS] [COLDSTART_RUNS]
 set -eu
-here=$(cd "$(dirname "$0")/.." && pwd)
-build=$(cd "${1:-$here/build}" && pwd)
+. "$(dirname "$0")/lib.sh"
+build=$(bench_build_dir "${1:-}")
 handover_runs=${2:-30}
 coldstart_runs=${3:-15}
 
-cmake --build "$build" --target dialwise dialwise-gui HandoverBench ColdStartBench
-
-# The comparison needs Chromium; install it the first time.
-if ! command -v chromium >/dev/null 2>&1; then
-    echo "HandoverColdStart: installing chromium for the comparison"
-    if [ "$(id -u)" -eq 0 ]; then sudo=""; else sudo="sudo"; fi
-    export DEBIAN_FRONTEND=noninteractive
-    $sudo apt-get update -qq
-    $sudo apt-get install -y -qq --no-install-recommends chromium
-fi
-
-export DIALWISE_E2E_PROGRAM="$build/dialwise"
-echo "# $(date -u +%Y-%m-%dT%H:%MZ), $(nproc) cores, $(chromium --version 2>/dev/null)"
-"$here/tests/run-in-desktop" "$build/HandoverBench" "$handover_runs" 2>&1 | grep -v -e '^dbus-daemon' -e '^\['
-"$here/tests/run-in-desktop" "$build/ColdStartBench" "$coldstart_runs" 2>&1 | grep -v -e '^dbus-daemon' -e '^\['
+bench_beside_chromium "$build" dialwise dialwise-gui HandoverBench ColdStartBench
+# shellcheck disable=SC2086
+bench_desktop "$build/HandoverBench" "$handover_runs" $without_chromium
+bench_desktop "$build/ColdStartBench" "$coldstart_runs" $without_chromium

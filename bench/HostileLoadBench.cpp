@@ -10,46 +10,24 @@
 // Run inside tests/run-in-desktop with DIALWISE_E2E_PROGRAM, DIALWISE_E2E_HOSTILE_CLIENT and
 // DIALWISE_E2E_SILENT_OWNER set (bench/HostileLoad.sh does):
 //   HostileLoadBench [runs]
-#include "bench/HandoverColdStartTiming.h"
-#include "tests/e2e/ShellRig.h"
+#include "bench/Timing.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QCoreApplication>
 
 #include <csignal>
 #include <cstdio>
 
-using dialwise::testing::ShellRig;
 using namespace dialwise::bench;
 
 namespace {
 
-constexpr int kTimeoutMs = 20000;
-constexpr int kWarmUp = 3;
-
-QString uniqueNumber(int run, int series)
-{
-    return QStringLiteral("1%1%2").arg(series, 3, 10, QChar(u'0')).arg(5550000 + run, 7, 10, QChar(u'0'));
-}
+constexpr int kTimeoutMs = kHandOverTimeoutMs;
 
 Figures measure(ShellRig &rig, ArrivalClock &arrivals, int runs, int series)
 {
-    Figures figures;
-    for (int i = 0; i < runs + kWarmUp; ++i) {
-        const QString digits = uniqueNumber(i, series);
-        const QString target = QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + digits;
-        const qint64 started = arrivals.now();
-        const pid_t pid = rig.startProcess({ShellRig::program().toLocal8Bit(), "tel:+" + digits.toLatin1()});
-        const bool ok = ShellRig::waitUntil([&] { return arrivals.arrived(target); }, kTimeoutMs);
-        ShellRig::waitProcess(pid, kTimeoutMs);
-        if (i < kWarmUp)
-            continue;
-        if (ok)
-            figures.ms.append(double(arrivals.arrival(target) - started) / 1e6);
-        else
-            ++figures.failures;
-    }
-    return figures;
+    return timeHandOvers(rig, arrivals, telLaunch, runs, kHandOverWarmUp, series, kTimeoutMs);
 }
 
 // A shell loop running the hostile client again and again until it is stopped.
@@ -80,16 +58,13 @@ QByteArray hostileFramePage(const QString &foreign)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList arguments = app.arguments().mid(1);
-    const int runs = arguments.isEmpty() ? 20 : arguments.first().toInt();
+    const int runs = Arguments(argc, argv).number(0, 20);
 
     ShellRig rig;
-    if (!rig.startStandIn() || !rig.startPrimary()) {
-        std::fprintf(stderr, "HostileLoadBench: could not start Dialwise: %s\n", rig.primaryErrors().constData());
+    if (!startDialwise(rig))
         return 1;
-    }
     ArrivalClock arrivals(rig.standIn());
-    std::printf("hand-over under load, %d runs each after %d warm-up runs\n", runs, kWarmUp);
+    std::printf("hand-over under load, %d runs each after %d warm-up runs\n", runs, kHandOverWarmUp);
 
     const Figures quiet = measure(rig, arrivals, runs, 1);
     quiet.print("quiet");

@@ -6,21 +6,18 @@
 //   IdleBench [seconds per window state, default 60] [--no-chromium] [--open-connection]
 // --open-connection: the calls page asks for notification permission and keeps a request open
 // that the stand-in never answers, as the web app keeps its connection for incoming calls.
-#include "bench/HandoverColdStartTiming.h"
 #include "bench/ProcessTree.h"
+#include "bench/Timing.h"
 #include "tests/e2e/ShellRig.h"
 #include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QMap>
-#include <QTemporaryDir>
 
-#include <csignal>
+#include <algorithm>
 #include <cstdio>
 
-using dialwise::testing::ShellRig;
 using namespace dialwise::bench;
 
 namespace {
@@ -96,21 +93,21 @@ void printMemory(const char *what, pid_t root)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList arguments = app.arguments().mid(1);
-    const int seconds = arguments.isEmpty() || arguments.first().startsWith(u'-') ? 60 : arguments.first().toInt();
-    const bool withChromium = !arguments.contains(QStringLiteral("--no-chromium"));
-    const bool openConnection = arguments.contains(QStringLiteral("--open-connection"));
+    const Arguments arguments(argc, argv);
+    const int seconds = arguments.number(0, 60);
 
     ShellRig rig;
-    if (openConnection) {
+    if (arguments.has("--open-connection")) {
         rig.standIn().setPage(QString::fromLatin1(dialwise::voice::kCallsPath),
                               "<!DOCTYPE html><html><head><title>Voice</title></head><body><h1>Voice stand-in</h1>"
                               "<script>Notification.requestPermission();"
                               "fetch('/events', {cache: 'no-store'});</script></body></html>");
         rig.standIn().setStall(QStringLiteral("/events"), dialwise::testing::VoiceStandIn::Stall::noAnswer);
     }
-    if (!rig.startStandIn() || !rig.startPrimary({}, kStartMs) || !rig.waitForVisibleWindow(kStartMs)) {
-        std::fprintf(stderr, "IdleBench: could not start Dialwise: %s\n", rig.primaryErrors().constData());
+    if (!startDialwise(rig, {}, kStartMs))
+        return 1;
+    if (!rig.waitForVisibleWindow(kStartMs)) {
+        std::fprintf(stderr, "IdleBench: the window did not show\n");
         return 1;
     }
     ShellRig::pump(kSettleMs);
@@ -135,13 +132,11 @@ int main(int argc, char **argv)
 
     double chromiumShown = -1;
     double chromiumHidden = -1;
-    if (withChromium) {
-        QTemporaryDir profile;
+    if (!arguments.has("--no-chromium")) {
+        const Chromium chromium;
         const QByteArray base = rig.standIn().baseUrl().toString().toLatin1();
-        QList<QByteArray> command = chromiumFlags(profile.path());
-        command.append("--app=" + base + dialwise::voice::kCallsPath);
         const int windowsBefore = int(ShellRig::viewableWindows().size());
-        const pid_t browser = rig.startProcess(command);
+        const pid_t browser = rig.startProcess(chromium.appCommand(base + dialwise::voice::kCallsPath));
         const bool up = rig.standIn().waitForTarget(QString::fromLatin1(dialwise::voice::kCallsPath), kStartMs, requests)
             && ShellRig::waitUntil([&] { return ShellRig::viewableWindows().size() > windowsBefore; }, kStartMs);
         if (!up) {
@@ -156,13 +151,7 @@ int main(int argc, char **argv)
             chromiumHidden = measureIdle("chromium --app, window unmapped", browser, seconds);
             printMemory("chromium --app", browser);
         }
-        kill(browser, SIGTERM);
-        if (ShellRig::waitProcess(browser, 15000) == -1) {
-            kill(browser, SIGKILL);
-            ShellRig::waitProcess(browser, 5000);
-        }
-        ShellRig::waitUntil([&] { return !QFile::exists(profile.path() + QStringLiteral("/SingletonLock")); }, 10000);
-        ShellRig::pump(500);
+        chromium.stop(browser);
     }
 
     std::printf("summary (%% of a core over %d s): dialwise shown %.3f, hidden %.3f", seconds, shown, hidden);

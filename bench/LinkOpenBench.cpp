@@ -8,57 +8,24 @@
 // The series alternate run by run, so that a busy moment of the machine hits all three alike.
 // Run inside tests/run-in-desktop (bench/link-open.sh does).
 //   LinkOpenBench [runs]
-#include "bench/HandoverColdStartTiming.h"
+#include "bench/Timing.h"
 #include "tests/e2e/ShellRig.h"
-#include "calling/VoiceAddress.h"
 
 #include <QCoreApplication>
 #include <QFile>
 
 #include <cstdio>
 
-using dialwise::testing::ShellRig;
 using namespace dialwise::bench;
-
-namespace {
-
-constexpr int kTimeoutMs = 20000;
-constexpr int kWarmUp = 3;
-
-QString uniqueNumber(int run, int series)
-{
-    return QStringLiteral("1%1%2").arg(series, 3, 10, QChar(u'0')).arg(5550000 + run, 7, 10, QChar(u'0'));
-}
-
-// Starts the opener for `digits` and waits for both its new-call request and its exit.
-bool timeOne(ShellRig &rig, ArrivalClock &arrivals, const QList<QByteArray> &opener, const QString &digits, double *ms)
-{
-    const QString target = QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + digits;
-    QList<QByteArray> argv = opener;
-    argv.append("tel:+" + digits.toLatin1());
-    const qint64 started = arrivals.now();
-    const pid_t pid = rig.startProcess(argv);
-    const bool ok = ShellRig::waitUntil([&] { return arrivals.arrived(target); }, kTimeoutMs);
-    const int status = ShellRig::waitProcess(pid, kTimeoutMs);
-    if (!ok || status != 0)
-        return false;
-    *ms = double(arrivals.arrival(target) - started) / 1e6;
-    return true;
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList arguments = app.arguments().mid(1);
-    const int runs = arguments.isEmpty() ? 30 : arguments.first().toInt();
+    const int runs = Arguments(argc, argv).number(0, 30);
 
     ShellRig rig;
-    if (!rig.startStandIn() || !rig.registerDesktopEntry() || !rig.startPrimary()) {
-        std::fprintf(stderr, "LinkOpenBench: could not start Dialwise: %s\n", rig.primaryErrors().constData());
+    if (!rig.registerDesktopEntry() || !startDialwise(rig))
         return 1;
-    }
     // Without DBusActivatable=true GIO would spawn the program too, and the comparison would
     // measure nothing.
     QFile entry(qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/applications/app.dialwise.Dialwise.desktop"));
@@ -79,17 +46,16 @@ int main(int argc, char **argv)
         {"xdg-open tel:... (spawns dialwise)", {"xdg-open"}, {}},
         {"dialwise tel:... (launcher alone)", {ShellRig::program().toLocal8Bit()}, {}},
     };
-    std::printf("link opened with a running Dialwise, %d runs each after %d warm-up runs, alternating\n", runs, kWarmUp);
-    for (int i = 0; i < runs + kWarmUp; ++i) {
+    std::printf("link opened with a running Dialwise, %d runs each after %d warm-up runs, alternating\n", runs, kHandOverWarmUp);
+    for (int i = 0; i < runs + kHandOverWarmUp; ++i) {
         for (int s = 0; s < 3; ++s) {
-            double ms = 0;
-            const bool ok = timeOne(rig, arrivals, series[s].opener, uniqueNumber(i, s + 1), &ms);
-            if (i < kWarmUp)
-                continue;
-            if (ok)
-                series[s].figures.ms.append(ms);
-            else
-                ++series[s].figures.failures;
+            // The opener must exit cleanly too: a hand-over that reports failure does not count.
+            const QString digits = handOverDigits(i, s + 1);
+            QList<QByteArray> command = series[s].opener;
+            command.append("tel:+" + digits.toLatin1());
+            const HandOver handOver = timeHandOver(rig, arrivals, command, digits, kHandOverTimeoutMs);
+            if (i >= kHandOverWarmUp)
+                series[s].figures.add(handOver.succeeded() ? handOver.ms : -1);
         }
     }
     for (const Series &s : series)

@@ -7,7 +7,7 @@
 //     the page raises 1,000 notifications a second.
 // Run inside tests/run-in-desktop:
 //   NotificationBench [notifications, default 50] [hand-overs per case, default 10]
-#include "bench/HandoverColdStartTiming.h"
+#include "bench/Timing.h"
 #include "tests/support/NotificationServerStandIn.h"
 #include "tests/e2e/NotifyingPage.h"
 #include "tests/e2e/ShellRig.h"
@@ -21,7 +21,6 @@
 using dialwise::testing::NotificationServerStandIn;
 using dialwise::testing::NotifyingPage;
 using dialwise::testing::ReceivedNotification;
-using dialwise::testing::ShellRig;
 using namespace dialwise::bench;
 
 namespace {
@@ -30,17 +29,13 @@ constexpr int kStartMs = 60000;
 constexpr int kStepMs = 30000;
 // Apart by more than the pace (one a second after the first five), so none waits for its turn.
 constexpr int kSpacingMs = 1100;
-constexpr int kWarmUps = 3;
 
-// Launch to the new-call request at the stand-in, in ms; negative when it did not arrive.
-double handOver(ShellRig &rig, ArrivalClock &clock, const QString &number)
+// `dialwise tel:+<digits>` to the new-call request at the stand-in, in ms; negative when it did
+// not arrive or the launcher failed.
+double handOver(ShellRig &rig, ArrivalClock &clock, const QString &digits)
 {
-    const QString target = ShellRig::newCallPrefix() + number.mid(1);
-    const qint64 start = clock.now();
-    const ShellRig::Run run = rig.run(QStringList{QStringLiteral("tel:") + number}, kStepMs);
-    if (!run.finished || run.exitCode != 0 || !ShellRig::waitUntil([&] { return clock.arrived(target); }, kStepMs))
-        return -1;
-    return double(clock.arrival(target) - start) / 1e6;
+    const HandOver run = timeHandOver(rig, clock, telLaunch(digits), digits, kStepMs);
+    return run.succeeded() ? run.ms : -1;
 }
 
 } // namespace
@@ -48,9 +43,9 @@ double handOver(ShellRig &rig, ArrivalClock &clock, const QString &number)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList arguments = app.arguments().mid(1);
-    const int count = arguments.size() > 0 ? arguments.at(0).toInt() : 50;
-    const int handOvers = arguments.size() > 1 ? arguments.at(1).toInt() : 10;
+    const Arguments arguments(argc, argv);
+    const int count = arguments.number(0, 50);
+    const int handOvers = arguments.number(1, 10);
 
     NotificationServerStandIn server;
     ShellRig rig;
@@ -94,20 +89,12 @@ int main(int argc, char **argv)
     auto quietRuns = [&](int first) {
         // Warm-up, not counted: the first hand-overs after a start or a state change pay for
         // loading and first paints.
-        for (int i = 0; i < kWarmUps; ++i) {
-            handOver(rig, clock, QStringLiteral("+1202555%1").arg(first + 900 + i));
+        return timeSeries(handOvers, kHandOverWarmUp, [&](int run) {
+            const int number = run < kHandOverWarmUp ? first + 900 + run : first + run - kHandOverWarmUp;
+            const double ms = handOver(rig, clock, QStringLiteral("1202555%1").arg(number));
             ShellRig::pump(500);
-        }
-        Figures quiet;
-        for (int i = 0; i < handOvers; ++i) {
-            const double ms = handOver(rig, clock, QStringLiteral("+1202555%1").arg(first + i));
-            if (ms < 0)
-                ++quiet.failures;
-            else
-                quiet.ms.append(ms);
-            ShellRig::pump(500);
-        }
-        return quiet;
+            return ms;
+        });
     };
     // script floods and reports "flood-on" as it starts a burst; the hand-over goes out then.
     int floodNotes = 0;
@@ -121,11 +108,7 @@ int main(int argc, char **argv)
                 ++flooded.failures;
                 continue;
             }
-            const double ms = handOver(rig, clock, QStringLiteral("+1202555%1").arg(first + i));
-            if (ms < 0)
-                ++flooded.failures;
-            else
-                flooded.ms.append(ms);
+            flooded.add(handOver(rig, clock, QStringLiteral("1202555%1").arg(first + i)));
             floodNotes += int(server.notifications().size()) - before;
             // The hand-over's page load ends the flood; wait for the reloaded page.
             page.waitForReport(QStringLiteral("permission/granted/granted"), kStepMs, from);

@@ -9,6 +9,7 @@
 //   SoakBench [hand-overs 2000] [show/hide cycles 200] [renderer kills 20] [reloads 100] [minutes 30]
 //             [warm-up hand-overs 300]
 #include "bench/ProcessTree.h"
+#include "bench/Timing.h"
 #include "tests/e2e/ShellRig.h"
 #include "calling/VoiceAddress.h"
 
@@ -20,7 +21,6 @@
 #include <csignal>
 #include <cstdio>
 
-using dialwise::testing::ShellRig;
 using namespace dialwise::bench;
 
 namespace {
@@ -93,20 +93,22 @@ int main(int argc, char **argv)
     // switches to these.
     qputenv("QTWEBENGINE_CHROMIUM_FLAGS", qgetenv("QTWEBENGINE_CHROMIUM_FLAGS") + " --js-flags=--expose-gc");
     QCoreApplication app(argc, argv);
-    const QStringList arguments = app.arguments().mid(1);
-    auto count = [&](int index, int fallback) { return arguments.size() > index ? arguments[index].toInt() : fallback; };
-    Phase handovers{"hand-overs", count(0, 2000)};
-    Phase showHides{"show/hide cycles", count(1, 200)};
-    Phase kills{"renderer kills", count(2, 20)};
-    Phase reloads{"page reloads", count(3, 100)};
-    QDeadlineTimer deadline(std::chrono::minutes(count(4, 30)));
+    const Arguments arguments(argc, argv);
+    Phase handovers{"hand-overs", arguments.number(0, 2000)};
+    Phase showHides{"show/hide cycles", arguments.number(1, 200)};
+    Phase kills{"renderer kills", arguments.number(2, 20)};
+    Phase reloads{"page reloads", arguments.number(3, 100)};
+    QDeadlineTimer deadline(std::chrono::minutes(arguments.number(4, 30)));
 
     ShellRig rig;
-    if (!rig.startStandIn() || !rig.startPrimary({}, kStartMs) || !rig.waitForVisibleWindow(kStartMs)) {
-        std::fprintf(stderr, "SoakBench: could not start Dialwise: %s\n", rig.primaryErrors().constData());
+    if (!startDialwise(rig, {}, kStartMs))
+        return 1;
+    if (!rig.waitForVisibleWindow(kStartMs)) {
+        std::fprintf(stderr, "SoakBench: the window did not show\n");
         return 1;
     }
     const pid_t dialwise = rig.primaryPid();
+    ArrivalClock arrivals(rig.standIn());
     QElapsedTimer clock;
     int series = 0; // keeps every hand-over's number unique across rounds
 
@@ -170,12 +172,7 @@ int main(int argc, char **argv)
         ++series;
         for (; phase.done < phase.wanted && !deadline.hasExpired(); ++phase.done) {
             const QString digits = QStringLiteral("12%1%2").arg(series, 2, 10, QChar(u'0')).arg(5000000 + phase.done, 7, 10, QChar(u'0'));
-            const int from = int(rig.standIn().requestLines().size());
-            const pid_t pid = rig.startProcess({ShellRig::program().toLocal8Bit(), "tel:+" + digits.toLatin1()});
-            const bool arrived = rig.standIn().waitForTarget(
-                QString::fromLatin1(dialwise::voice::kNewCallPathAndQuery) + digits, kStepMs, from);
-            const int status = ShellRig::waitProcess(pid, kStepMs);
-            if (!arrived || status != 0)
+            if (!timeHandOver(rig, arrivals, telLaunch(digits), digits, kStepMs).succeeded())
                 ++phase.failed;
             // Memory along the way: a leak keeps climbing, a cache levels off.
             if ((phase.done + 1) % kSampleEvery == 0) {
@@ -247,10 +244,10 @@ int main(int argc, char **argv)
         const pid_t start = rig.startProcess({ShellRig::program().toLocal8Bit(), QByteArray("tel:+") + kReloadDigits});
         ShellRig::waitProcess(start, kStepMs);
         auto seen = [&] {
-            int count = 0;
+            int requests = 0;
             for (const QString &target : rig.standIn().requestTargets().mid(from))
-                count += target == reloadTarget ? 1 : 0;
-            return count - 1; // the first request is the call itself
+                requests += target == reloadTarget ? 1 : 0;
+            return requests - 1; // the first request is the call itself
         };
         // Waits while the chain goes on: a reload that has not come kStepMs after the one before
         // is a stalled chain, not a slow one.
@@ -283,7 +280,7 @@ int main(int argc, char **argv)
     Phase warmKills{"warm-up kills", 1};
     Phase warmShowHides{"warm-up show/hide", 2};
     Phase warmReloads{"warm-up reloads", 2};
-    Phase warmHandovers{"warm-up hand-overs", count(5, 300)};
+    Phase warmHandovers{"warm-up hand-overs", arguments.number(5, 300)};
     runKills(warmKills);
     runShowHides(warmShowHides);
     runReloads(warmReloads);

@@ -5,6 +5,8 @@
 // through the same monitor and backends. Run under tests/run-in-desktop
 // tests/with-accessibility-bus (bench/text-click.sh).
 //   bench_text_click [ITERATIONS=20] [gtk-label|gtk-editor|qt-editor|firefox ...]
+#include "bench/ProcessTree.h"
+#include "bench/Timing.h"
 #include "detection/DataDetectorMonitor.h"
 #include "platform/linux/LinuxDetectionBackends.h"
 #include "tests/fakes/ManualScheduler.h"
@@ -23,47 +25,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
-#include <unistd.h>
 
-using dialwise::testing::ShellRig;
+using namespace dialwise::bench;
 
 namespace {
 
 const QString kStripTitle = QStringLiteral("Call with Dialwise");
 const QString kNumber = QStringLiteral("+1 555 010 4477");
-
-bool click(const QPoint &at)
-{
-    QProcess xdotool;
-    xdotool.start(QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-                                              QStringLiteral("click"), QStringLiteral("1")});
-    return xdotool.waitForFinished(5000) && xdotool.exitCode() == 0;
-}
-
-// utime + stime of a process, in seconds.
-double cpuSeconds(pid_t pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray text = stat.readAll();
-    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-    return (fields.value(11).toDouble() + fields.value(12).toDouble()) / double(sysconf(_SC_CLK_TCK));
-}
-
-double threadCpuMs()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
-}
-
-double median(std::vector<double> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return (samples[(samples.size() - 1) / 2] + samples[samples.size() / 2]) / 2;
-}
 
 QStringList commandFor(const QString &name, const QString &scratch)
 {
@@ -147,7 +115,7 @@ TextPathCost textPathCost(const QPoint &at, int iterations)
         cpu.push_back(threadCpuMs() - before);
         wall.push_back(double(timer.nsecsElapsed()) / 1e6);
     }
-    return {median(cpu), median(wall)};
+    return {summarize(cpu).median, summarize(wall).median};
 }
 
 } // namespace
@@ -155,21 +123,16 @@ TextPathCost textPathCost(const QPoint &at, int iterations)
 int main(int argc, char **argv)
 {
     QGuiApplication app(argc, argv);
-    const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 20;
-    QStringList programs;
-    for (int i = 2; i < argc; ++i)
-        programs.append(QString::fromLocal8Bit(argv[i]));
+    const Arguments arguments(argc, argv);
+    const int iterations = std::max(1, arguments.number(0, 20));
+    QStringList programs = arguments.from(1);
     if (programs.isEmpty())
         programs = {QStringLiteral("gtk-label"), QStringLiteral("gtk-editor"), QStringLiteral("firefox")};
 
     ShellRig rig;
-    if (!rig.startStandIn() || !rig.startPrimary({QStringLiteral("--detect-phone-links")})) {
-        std::fprintf(stderr, "dialwise did not start: %s\n", rig.primaryErrors().constData());
+    if (!startDialwise(rig, {QStringLiteral("--detect-phone-links")}))
         return 1;
-    }
-    for (const QString &window : rig.visibleWindows())
-        rig.closeWindow(window);
-    ShellRig::waitUntil([] { return ShellRig::viewableWindowsTitled(QStringLiteral("Dialwise")).isEmpty(); }, 10000);
+    hideDialwiseWindows(rig);
 
     for (const QString &name : std::as_const(programs)) {
         QTemporaryDir scratch;
@@ -210,17 +173,17 @@ int main(int argc, char **argv)
             // The clicks' remaining popup attempts (up to 1.5 s) run out before the next click.
             ShellRig::pump(1700);
         }
-        std::sort(mapped.begin(), mapped.end());
+        const Summary toStrip = summarize(mapped);
         std::printf("%s: click on the number to strip mapped, %d clicks: median %.1f ms, min %.1f ms, max %.1f ms\n",
-                    qPrintable(name), iterations, median(mapped), mapped.front(), mapped.back());
+                    qPrintable(name), iterations, toStrip.median, toStrip.min, toStrip.max);
 
         // Clicks beside the number: Dialwise's whole CPU per click, popup attempts included.
-        const double before = cpuSeconds(rig.primaryPid());
+        const double before = processCpuSeconds(rig.primaryPid());
         for (int i = 0; i < iterations; ++i) {
             click(word.center());
             ShellRig::pump(1700);
         }
-        const double perClick = (cpuSeconds(rig.primaryPid()) - before) * 1000.0 / iterations;
+        const double perClick = (processCpuSeconds(rig.primaryPid()) - before) * 1000.0 / iterations;
         std::printf("%s: click on a word beside it, Dialwise's CPU per click (text path and the four popup attempts): "
                     "%.1f ms\n",
                     qPrintable(name), perClick);

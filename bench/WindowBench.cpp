@@ -6,6 +6,8 @@
 // 2. construction to the web app's first request (the calls page) at a local stand-in,
 // 3. showAndCall() to the new-call request at the stand-in.
 // Prints one line per figure; medians over the iterations.
+#include "bench/ProcessTree.h"
+#include "bench/Timing.h"
 #include "calling/CallManager.h"
 #include "calling/QtScheduler.h"
 #include "app/RendererSetup.h"
@@ -15,9 +17,7 @@
 #include "tests/support/WebEngineTestSetup.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QEventLoop>
 #include <QTimer>
 #include <QWebEnginePage>
@@ -59,17 +59,11 @@ bool spinUntil(const std::function<bool()> &condition, int timeoutMs)
     return condition();
 }
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
-}
-
 void report(const char *what, const std::vector<double> &ms)
 {
-    std::printf("%-44s median %8.2f ms  min %8.2f  max %8.2f  (n=%zu)\n", what, median(ms),
-                *std::min_element(ms.begin(), ms.end()), *std::max_element(ms.begin(), ms.end()), ms.size());
+    const dialwise::bench::Summary s = dialwise::bench::summarize(ms);
+    std::printf("%-44s median %8.2f ms  min %8.2f  max %8.2f  (n=%lld)\n", what, s.median, s.min, s.max,
+                static_cast<long long>(s.count));
 }
 
 // Milliseconds from `start` until the stand-in sees a request whose target satisfies
@@ -101,65 +95,6 @@ bool waitForIdle(GoogleVoiceWindow &window, const QString &title)
         kWaitMs);
 }
 
-// Proportional set size in KiB of one process; 0 when it is gone.
-qint64 pssKiB(qint64 pid)
-{
-    QFile file(QStringLiteral("/proc/%1/smaps_rollup").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : file.readAll().split('\n')) {
-        if (line.startsWith("Pss:"))
-            return line.mid(4).trimmed().split(' ').value(0).toLongLong();
-    }
-    return 0;
-}
-
-qint64 parentOf(qint64 pid)
-{
-    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray stat = file.readAll();
-    // The command name is in parentheses and may hold blanks; fields resume after the last ')'.
-    const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
-    return fields.value(1).toLongLong();
-}
-
-QString processType(qint64 pid)
-{
-    QFile file(QStringLiteral("/proc/%1/cmdline").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    // Chromium rewrites its children's command lines into one blank-separated string.
-    const QByteArray commandLine = file.readAll().replace('\0', ' ');
-    const qsizetype at = commandLine.indexOf("--type=");
-    if (at < 0)
-        return QStringLiteral("main");
-    return QString::fromLatin1(commandLine.mid(at + 7).split(' ').value(0));
-}
-
-// This process and all its descendants.
-QList<qint64> processTree(qint64 root)
-{
-    QList<qint64> tree{root};
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    bool grew = true;
-    while (grew) {
-        grew = false;
-        for (const QString &entry : entries) {
-            bool numeric = false;
-            const qint64 pid = entry.toLongLong(&numeric);
-            if (!numeric || tree.contains(pid))
-                continue;
-            if (tree.contains(parentOf(pid))) {
-                tree.append(pid);
-                grew = true;
-            }
-        }
-    }
-    return tree;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -169,7 +104,7 @@ int main(int argc, char **argv)
     dialwise::RendererSetup renderer = dialwise::RendererSetup::beforeApplication();
     QApplication app(argc, argv);
     renderer.applicationCreated();
-    const int iterations = argc > 1 ? std::max(1, atoi(argv[1])) : 15;
+    const int iterations = std::max(1, dialwise::bench::Arguments(argc, argv).number(0, 15));
 
     VoiceStandIn standIn;
     if (!standIn.start()) {
@@ -201,14 +136,10 @@ int main(int argc, char **argv)
         std::printf("%-44s %8.2f ms\n", "first window -> calls page loaded", timer.nsecsElapsed() / 1e6);
     }
     spinUntil([] { return false; }, 2000); // let the renderer settle after the load
-    qint64 total = 0;
-    for (qint64 pid : processTree(QCoreApplication::applicationPid())) {
-        const qint64 pss = pssKiB(pid);
-        total += pss;
-        std::printf("  pid %-8lld %-18s PSS %8.1f MiB\n", static_cast<long long>(pid), qPrintable(processType(pid)),
-                    pss / 1024.0);
-    }
-    std::printf("%-44s %8.1f MiB\n", "PSS, process and its children", total / 1024.0);
+    const dialwise::bench::TreeTotals memory = dialwise::bench::treeTotals(pid_t(QCoreApplication::applicationPid()));
+    for (const dialwise::bench::ProcessInfo &process : memory.processes)
+        std::printf("  pid %-8d %-22s PSS %8.1f MiB\n", int(process.pid), qPrintable(process.label), process.pssMiB);
+    std::printf("%-44s %8.1f MiB\n", "PSS, process and its children", memory.pssMiB);
 
     // 2. Construction to first request, with Qt WebEngine already running (the first window
     // above started it).

@@ -3,15 +3,17 @@
 #   bench/explain-startup.sh [path/to/dialwise] [runs]
 # Uses hyperfine when it is installed (its median), else date +%s%N around each run.
 set -euo pipefail
+. "$(dirname "$0")/lib.sh"
 
 program=${1:-build-calling/dialwise}
 runs=${2:-50}
 text='(202) 555-0123'
 
 if [[ ! -x $program ]]; then
-    echo "explain-startup: $program is not an executable; build the dialwise target first" >&2
+    echo "$bench_name: $program is not an executable; build the dialwise target first" >&2
     exit 2
 fi
+bench_header
 # The output is part of the measurement's meaning: a run that explains nothing proves nothing.
 "$program" --explain "$text" | grep -qx 'normalised: 2025550123'
 

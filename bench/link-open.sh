@@ -4,11 +4,11 @@
 # `xdg-open tel:...` (starts the launcher), with `dialwise tel:...` for reference.
 #   bench/link-open.sh [BUILD_DIR] [RUNS]
 set -eu
-here=$(cd "$(dirname "$0")/.." && pwd)
-build=$(cd "${1:-$here/build}" && pwd)
+. "$(dirname "$0")/lib.sh"
+build=$(bench_build_dir "${1:-}")
 runs=${2:-30}
 
-cmake --build "$build" --target dialwise dialwise-gui LinkOpenBench
+bench_build "$build" dialwise dialwise-gui LinkOpenBench
 export DIALWISE_E2E_PROGRAM="$build/dialwise" DIALWISE_E2E_REGISTER="$here/tools/register-desktop-entry"
-echo "# $(date -u +%Y-%m-%dT%H:%MZ), $(nproc) cores, GLib $(gio version 2>/dev/null), $(xdg-open --version 2>/dev/null)"
-"$here/tests/run-in-desktop" "$build/LinkOpenBench" "$runs" 2>&1 | grep -v -e '^dbus-daemon' -e '^\['
+bench_header "GLib $(gio version 2>/dev/null), $(xdg-open --version 2>/dev/null)"
+bench_desktop "$build/LinkOpenBench" "$runs"

@@ -4,18 +4,12 @@
 #include "app/FailureReport.h"
 #include "platform/linux/SessionBusClient.h"
 
-#include <QDeadlineTimer>
-#include <QThread>
-
 namespace dialwise {
 namespace {
 
 // Long enough for a busy instance (a page load on the main thread, the X11 selection owner
 // taking its time to answer), short enough that a hung one is reported instead of waited on.
 constexpr int kReplyTimeoutMs = 8000;
-// Between two tries during start-up: often enough that a request waits little past the moment
-// the objects appear, rarely enough not to flood the bus.
-constexpr unsigned long kRetryPauseMs = 20;
 
 bool isNoOwner(const QString &errorName)
 {
@@ -32,9 +26,10 @@ bool isNotReadyYet(const QString &errorName)
 
 } // namespace
 
-RequestForwarder::RequestForwarder(BusMethodCaller &bus, std::chrono::milliseconds startupGrace)
+RequestForwarder::RequestForwarder(BusMethodCaller &bus, std::chrono::milliseconds startupGrace, Pacing pacing)
     : m_bus(bus)
     , m_startupGrace(startupGrace)
+    , m_pacing(std::move(pacing))
 {
 }
 
@@ -92,7 +87,8 @@ RequestForwarder::Result RequestForwarder::forward(const LaunchRequest &request)
 RequestForwarder::Result RequestForwarder::deliver(const QString &interface, const QString &method,
                                                    const std::vector<BusMethodCaller::Argument> &arguments)
 {
-    const QDeadlineTimer grace(m_startupGrace);
+    // From the first try: a reply that itself took long uses up the grace too.
+    const std::chrono::steady_clock::time_point graceEnds = m_pacing.now() + m_startupGrace;
     for (;;) {
         const BusMethodCaller::Reply reply = m_bus.call(QString::fromLatin1(bus::kServiceName),
                                                          QString::fromLatin1(bus::kObjectPath), interface, method,
@@ -101,8 +97,8 @@ RequestForwarder::Result RequestForwarder::deliver(const QString &interface, con
             return {Result::Status::delivered, std::nullopt, {}};
         if (isNoOwner(reply.errorName))
             return {Result::Status::noInstance, std::nullopt, {}};
-        if (isNotReadyYet(reply.errorName) && !grace.hasExpired()) {
-            QThread::msleep(kRetryPauseMs);
+        if (isNotReadyYet(reply.errorName) && m_pacing.now() < graceEnds) {
+            m_pacing.sleep(kRetryPause);
             continue;
         }
         // Dialwise's own reasons are told in Dialwise's own words.

@@ -7,10 +7,22 @@
 #include <QString>
 
 #include <chrono>
+#include <functional>
 #include <optional>
+#include <thread>
 #include <vector>
 
 namespace dialwise {
+
+// Where the request forwarder measures its start-up grace and how it spends the pause between two
+// tries: the steady clock and a real sleep, unless a test moves time itself.
+struct ForwardingPacing
+{
+    std::function<std::chrono::steady_clock::time_point()> now = [] { return std::chrono::steady_clock::now(); };
+    std::function<void(std::chrono::milliseconds)> sleep = [](std::chrono::milliseconds pause) {
+        std::this_thread::sleep_for(pause);
+    };
+};
 
 // Hands a request to the Dialwise that already runs, over the session bus.
 class RequestForwarder final
@@ -19,6 +31,10 @@ public:
     // A Dialwise that is still starting owns its name a moment before its objects are exported;
     // requests in that window are retried rather than lost. Start-up takes well under a second.
     static constexpr std::chrono::milliseconds kStartupGrace{10000};
+    // Between two tries during start-up: often enough that a request waits little past the moment
+    // the objects appear, rarely enough not to flood the bus.
+    static constexpr std::chrono::milliseconds kRetryPause{20};
+    using Pacing = ForwardingPacing;
 
     struct Result
     {
@@ -33,7 +49,8 @@ public:
         QString error;
     };
 
-    explicit RequestForwarder(BusMethodCaller &bus, std::chrono::milliseconds startupGrace = kStartupGrace);
+    explicit RequestForwarder(BusMethodCaller &bus, std::chrono::milliseconds startupGrace = kStartupGrace,
+                              Pacing pacing = {});
     Result forward(const LaunchRequest &request);
 
 private:
@@ -41,6 +58,7 @@ private:
 
     BusMethodCaller &m_bus;
     std::chrono::milliseconds m_startupGrace;
+    Pacing m_pacing;
 };
 
 // What became of a request handed to the running Dialwise by forwardAndReport().

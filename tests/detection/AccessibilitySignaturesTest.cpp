@@ -1,6 +1,7 @@
 // Which texts mark the phone-number popup, how its tree is walked, and which number comes out.
 #include "tests/fakes/FakePhoneFinder.h"
 #include "tests/detection/MonitorRig.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -21,8 +22,6 @@ struct RelatedRow
     bool related;
 };
 
-void PrintTo(const RelatedRow &row, std::ostream *os) { *os << row.name; }
-
 const RelatedRow kRelatedRows[] = {
     {"MessageAlone_False", "Message", false},
     {"MessageWithPlusNumber_True", "Message +1 (555) 010-0000", true},
@@ -39,9 +38,7 @@ const RelatedRow kRelatedRows[] = {
     {"InsideWord_True", "xfacetimex", true},
 };
 
-class IsDDRelatedTest : public ::testing::TestWithParam<RelatedRow>
-{
-};
+using IsDDRelatedTest = ::testing::TestWithParam<RelatedRow>;
 
 TEST_P(IsDDRelatedTest, AnswersAsExpected)
 {
@@ -49,8 +46,7 @@ TEST_P(IsDDRelatedTest, AnswersAsExpected)
     EXPECT_EQ(rig.make().isDDRelated(QString::fromUtf8(GetParam().text)), GetParam().related);
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, IsDDRelatedTest, ::testing::ValuesIn(kRelatedRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Texts, IsDDRelatedTest, ::testing::ValuesIn(kRelatedRows), dialwise::testing::RowName());
 
 // --- checkDDLabel ------------------------------------------------------------------------------
 
@@ -102,10 +98,37 @@ TEST(CheckDDLabelTest, numberComesFromUnchangedLabel)
 
 // --- searchAXTree ------------------------------------------------------------------------------
 
-TEST(SearchAXTreeTest, readsTextsInOrder_roleDescriptionOnlyAsLabel)
+// A made monitor on a fake tree, and the context its searches fill.
+class SearchAXTreeTest : public ::testing::Test
 {
+protected:
+    // How deep a scan's search goes below where it starts.
+    static constexpr int kMaxDepth = 12;
+
+    // Searches from start, which stands at depth, into `context`.
+    void search(ElementHandle start, int depth = 0) { monitor.searchAXTree(start, context, depth, kMaxDepth); }
+
+    // A chain of `length` elements below its first, each titled with its depth.
+    QList<ElementHandle> chain(int length)
+    {
+        QList<ElementHandle> nodes;
+        for (int depth = 0; depth <= length; ++depth) {
+            ElementHandle e = rig.tree->add();
+            rig.tree->set(e, u"AXTitle", QStringLiteral("depth %1").arg(depth));
+            if (!nodes.isEmpty())
+                rig.tree->setChildren(nodes.last(), {e});
+            nodes.append(e);
+        }
+        return nodes;
+    }
+
     MonitorRig rig;
     DataDetectorMonitor &monitor = rig.make();
+    DDSearchContext context;
+};
+
+TEST_F(SearchAXTreeTest, readsTextsInOrder_roleDescriptionOnlyAsLabel)
+{
     ElementHandle e = rig.tree->add();
     rig.tree->set(e, u"AXHelp", QStringLiteral("help"));
     rig.tree->set(e, u"AXValue", QStringLiteral("value"));
@@ -113,69 +136,43 @@ TEST(SearchAXTreeTest, readsTextsInOrder_roleDescriptionOnlyAsLabel)
     rig.tree->set(e, u"AXTitle", QStringLiteral("title"));
     rig.tree->set(e, u"AXRoleDescription", QStringLiteral("Message"));
     rig.tree->set(e, u"AXSubrole", QStringLiteral("ignored"));
-    DDSearchContext context;
-    monitor.searchAXTree(e, context, 0, 12);
+    search(e);
     EXPECT_EQ(context.allLabels, (QStringList{"title", "description", "value", "help", "(role:Message)"}));
     EXPECT_FALSE(context.hasMessage); // the role description is never a signature
 }
 
-TEST(SearchAXTreeTest, emptyTextsAndWrongTypesAndFailuresAreSkipped)
+TEST_F(SearchAXTreeTest, emptyTextsAndWrongTypesAndFailuresAreSkipped)
 {
-    MonitorRig rig;
-    DataDetectorMonitor &monitor = rig.make();
     ElementHandle e = rig.tree->add();
     rig.tree->set(e, u"AXTitle", QString());
     rig.tree->set(e, u"AXDescription", 12.0);
     rig.tree->set(e, u"AXValue", QStringLiteral("kept"));
     rig.tree->setError(e, u"AXValue", -25205);
     rig.tree->set(e, u"AXHelp", QStringLiteral("help"));
-    DDSearchContext context;
-    monitor.searchAXTree(e, context, 0, 12);
+    search(e);
     EXPECT_EQ(context.allLabels, QStringList{"help"});
 }
 
-// A chain of `length` elements below start, each titled with its depth.
-QList<ElementHandle> chain(MonitorRig &rig, int length)
+TEST_F(SearchAXTreeTest, depthBound12_readsDepth11_neverDepth12)
 {
-    QList<ElementHandle> nodes;
-    for (int depth = 0; depth <= length; ++depth) {
-        ElementHandle e = rig.tree->add();
-        rig.tree->set(e, u"AXTitle", QStringLiteral("depth %1").arg(depth));
-        if (!nodes.isEmpty())
-            rig.tree->setChildren(nodes.last(), {e});
-        nodes.append(e);
-    }
-    return nodes;
-}
-
-TEST(SearchAXTreeTest, depthBound12_readsDepth11_neverDepth12)
-{
-    MonitorRig rig;
-    DataDetectorMonitor &monitor = rig.make();
-    const QList<ElementHandle> nodes = chain(rig, 13);
-    DDSearchContext context;
-    monitor.searchAXTree(nodes.first(), context, 0, 12);
+    const QList<ElementHandle> nodes = chain(13);
+    search(nodes.first());
     ASSERT_EQ(context.allLabels.size(), 12);
     EXPECT_EQ(context.allLabels.last(), QStringLiteral("depth 11"));
     EXPECT_FALSE(context.allLabels.contains(QStringLiteral("depth 12")));
 }
 
-TEST(SearchAXTreeTest, depthAtOrBeyondMax_readsNothing)
+TEST_F(SearchAXTreeTest, depthAtOrBeyondMax_readsNothing)
 {
-    MonitorRig rig;
-    DataDetectorMonitor &monitor = rig.make();
-    const QList<ElementHandle> nodes = chain(rig, 2);
-    DDSearchContext context;
-    monitor.searchAXTree(nodes.first(), context, 12, 12);
-    monitor.searchAXTree(nodes.first(), context, 13, 12);
+    const QList<ElementHandle> nodes = chain(2);
+    search(nodes.first(), 12);
+    search(nodes.first(), 13);
     EXPECT_TRUE(context.allLabels.isEmpty());
     EXPECT_EQ(rig.tree->attributeReads, 0);
 }
 
-TEST(SearchAXTreeTest, childrenThenVisibleChildren_sharedChildVisitedTwice)
+TEST_F(SearchAXTreeTest, childrenThenVisibleChildren_sharedChildVisitedTwice)
 {
-    MonitorRig rig;
-    DataDetectorMonitor &monitor = rig.make();
     ElementHandle root = rig.tree->add();
     ElementHandle a = rig.element("AXButton", QRectF(), "A");
     ElementHandle b = rig.element("AXButton", QRectF(), "B");
@@ -184,15 +181,12 @@ TEST(SearchAXTreeTest, childrenThenVisibleChildren_sharedChildVisitedTwice)
     rig.tree->set(a, u"AXChildren", QList<ElementHandle>{a1});
     rig.tree->set(root, u"AXVisibleChildren", QList<ElementHandle>{c, a});
     rig.tree->set(root, u"AXChildren", QList<ElementHandle>{a, b});
-    DDSearchContext context;
-    monitor.searchAXTree(root, context, 0, 12);
+    search(root);
     EXPECT_EQ(context.allLabels, (QStringList{"A", "A1", "B", "C", "A", "A1"}));
 }
 
-TEST(SearchAXTreeTest, firstNumberInVisitingOrderWins)
+TEST_F(SearchAXTreeTest, firstNumberInVisitingOrderWins)
 {
-    MonitorRig rig;
-    DataDetectorMonitor &monitor = rig.make();
     // Root's own help text comes before any child; a child's subtree before its sibling; the
     // visible children after every ordinary child.
     ElementHandle root = rig.tree->add();
@@ -207,8 +201,7 @@ TEST(SearchAXTreeTest, firstNumberInVisitingOrderWins)
     rig.tree->set(visible, u"AXTitle", QStringLiteral("(555) 333-3333"));
     rig.tree->set(root, u"AXChildren", QList<ElementHandle>{first, second});
     rig.tree->set(root, u"AXVisibleChildren", QList<ElementHandle>{visible});
-    DDSearchContext context;
-    monitor.searchAXTree(root, context, 0, 12);
+    search(root);
     EXPECT_EQ(context.phoneNumber, QStringLiteral("(555) 111-1111"));
 
     // And within one element the title comes before the help text.

@@ -1,6 +1,7 @@
 // Start, stop, the log file and its lines, and the companion strip's life: where it goes, what
 // keeps it, what removes it and what its button does.
 #include "tests/detection/MonitorRig.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -196,8 +197,6 @@ struct MoveRow
     bool kept;
 };
 
-void PrintTo(const MoveRow &row, std::ostream *os) { *os << row.name; }
-
 const MoveRow kMoveRows[] = {
     {"Still_Kept", QRectF(500, 300, 260, 120), true},
     {"X29_Kept", QRectF(529, 300, 260, 120), true},
@@ -209,9 +208,7 @@ const MoveRow kMoveRows[] = {
     {"Width30Smaller_Removed", QRectF(500, 300, 230, 120), false},
 };
 
-class StripPollTest : public ::testing::TestWithParam<MoveRow>
-{
-};
+using StripPollTest = ::testing::TestWithParam<MoveRow>;
 
 TEST_P(StripPollTest, ToleranceBelow30)
 {
@@ -228,8 +225,7 @@ TEST_P(StripPollTest, ToleranceBelow30)
     EXPECT_EQ(rig.logs.contains(QStringLiteral("  [Panel] DD popup dismissed, removing companion")), !GetParam().kept);
 }
 
-INSTANTIATE_TEST_SUITE_P(Moves, StripPollTest, ::testing::ValuesIn(kMoveRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Moves, StripPollTest, ::testing::ValuesIn(kMoveRows), dialwise::testing::RowName());
 
 TEST(CompanionStripTest, windowListFailure_removesAtNextTick_andTimersStop)
 {
@@ -297,8 +293,6 @@ struct ClickRow
     const char *outcome;
 };
 
-void PrintTo(const ClickRow &row, std::ostream *os) { *os << row.name; }
-
 const ClickRow kClickRows[] = {
     {"Number_Calls", "+1 (555) 010-0000", "call +1 (555) 010-0000"},
     {"Unknown_DialDialog", "unknown", "dial-dialog"},
@@ -306,9 +300,7 @@ const ClickRow kClickRows[] = {
     {"UnknownOtherCase_Calls", "Unknown", "call Unknown"},
 };
 
-class CompanionClickTest : public ::testing::TestWithParam<ClickRow>
-{
-};
+using CompanionClickTest = ::testing::TestWithParam<ClickRow>;
 
 TEST_P(CompanionClickTest, LogsThenDismissesThenCallsOrDials)
 {
@@ -329,8 +321,7 @@ TEST_P(CompanionClickTest, LogsThenDismissesThenCallsOrDials)
     EXPECT_EQ(rig.scheduler->activeTaskCount(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Numbers, CompanionClickTest, ::testing::ValuesIn(kClickRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Numbers, CompanionClickTest, ::testing::ValuesIn(kClickRows), dialwise::testing::RowName());
 
 TEST(CompanionStripTest, closedStripsButtonDoesNothing)
 {

@@ -1,5 +1,6 @@
 // The phone finder on texts a popup really carries.
 #include "detection/LibPhoneNumberFinder.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -16,8 +17,6 @@ struct FinderRow
     const char *found;
 };
 
-void PrintTo(const FinderRow &row, std::ostream *os) { *os << row.name; }
-
 const FinderRow kFinderRows[] = {
     {"International_AsWritten", "+1 (555) 010-0000", "+1 (555) 010-0000"},
     {"National_AsWritten", "(555) 123-4567", "(555) 123-4567"},
@@ -28,9 +27,7 @@ const FinderRow kFinderRows[] = {
     {"MessageWithNumber_Number", "Message +1 (555) 010-0000", "+1 (555) 010-0000"},
 };
 
-class LibPhoneNumberFinderTest : public ::testing::TestWithParam<FinderRow>
-{
-};
+using LibPhoneNumberFinderTest = ::testing::TestWithParam<FinderRow>;
 
 TEST_P(LibPhoneNumberFinderTest, FirstNumberAsWritten)
 {
@@ -39,7 +36,7 @@ TEST_P(LibPhoneNumberFinderTest, FirstNumberAsWritten)
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, LibPhoneNumberFinderTest, ::testing::ValuesIn(kFinderRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+                         dialwise::testing::RowName());
 
 TEST(LibPhoneNumberFinderMiscTest, megabyteOfText_answersWithoutHanging)
 {

@@ -1,6 +1,7 @@
 // An application's windows and children: which are searched (size and position bounds at their
 // edges), what is logged, and which element is reported with which number.
 #include "tests/detection/MonitorRig.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -20,8 +21,6 @@ struct BoundsRow
     bool searched;
 };
 
-void PrintTo(const BoundsRow &row, std::ostream *os) { *os << row.name; }
-
 const BoundsRow kBoundsRows[] = {
     {"Width100_Rejected", QRectF(0, 0, 100, 200), std::nullopt, false},
     {"Width100Point5Height80Point5_Accepted", QRectF(0, 0, 100.5, 80.5), std::nullopt, true},
@@ -36,9 +35,7 @@ const BoundsRow kBoundsRows[] = {
     {"NoExpected_BadSize_Rejected", QRectF(400, 300, 10, 10), std::nullopt, false},
 };
 
-class ScanBoundsTest : public ::testing::TestWithParam<BoundsRow>
-{
-};
+using ScanBoundsTest = ::testing::TestWithParam<BoundsRow>;
 
 TEST_P(ScanBoundsTest, SearchedOnlyWhenSizeOrPositionFits)
 {
@@ -58,8 +55,7 @@ TEST_P(ScanBoundsTest, SearchedOnlyWhenSizeOrPositionFits)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Edges, ScanBoundsTest, ::testing::ValuesIn(kBoundsRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Edges, ScanBoundsTest, ::testing::ValuesIn(kBoundsRows), dialwise::testing::RowName());
 
 TEST(ScanAXAttributeTest, logsCountEachElementAndSignatures)
 {

@@ -1,6 +1,7 @@
 // From click to strip: the attempts a click schedules, the strategies' order, the new-window
 // filter, and what a scan that finds nothing writes.
 #include "tests/detection/MonitorRig.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -153,17 +154,13 @@ struct SizeRow
     bool candidate;
 };
 
-void PrintTo(const SizeRow &row, std::ostream *os) { *os << row.name; }
-
 const SizeRow kSizeRows[] = {
     {"W100H200_Rejected", 100, 200, false}, {"W499H80_Rejected", 499, 80, false},
     {"W101H81_Accepted", 101, 81, true},    {"W500H200_Rejected", 500, 200, false},
     {"W200H400_Rejected", 200, 400, false}, {"W300H150_Accepted", 300, 150, true},
 };
 
-class NewWindowSizeTest : public ::testing::TestWithParam<SizeRow>
-{
-};
+using NewWindowSizeTest = ::testing::TestWithParam<SizeRow>;
 
 TEST_P(NewWindowSizeTest, CandidateOnlyStrictlyInside)
 {
@@ -177,8 +174,7 @@ TEST_P(NewWindowSizeTest, CandidateOnlyStrictlyInside)
     EXPECT_EQ(rig.logs.contains(QStringLiteral("  [NewWindow] No new popup windows found")), !GetParam().candidate);
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, NewWindowSizeTest, ::testing::ValuesIn(kSizeRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Sizes, NewWindowSizeTest, ::testing::ValuesIn(kSizeRows), dialwise::testing::RowName());
 
 TEST(ScanDriverTest, candidatesWithoutResult_noSummaryLine)
 {

@@ -1,6 +1,7 @@
 // The number under a click in a program's text: which match holds the clicked character, in the
 // characters AT-SPI counts (code points), and what is read around the click.
 #include "detection/TextNumberFinder.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +30,19 @@ struct ClickRow
     const char *number;
 };
 
-void PrintTo(const ClickRow &row, std::ostream *os) { *os << row.name; }
+// The number a click row expects (its span and text), or none when the row's start is -1.
+template <typename Row>
+void expectAnswer(const std::optional<ClickedNumber> &found, const Row &row)
+{
+    if (row.start < 0) {
+        EXPECT_FALSE(found.has_value()) << "found " << found->number.toStdString();
+        return;
+    }
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->span.start, row.start);
+    EXPECT_EQ(found->span.end, row.end);
+    EXPECT_EQ(found->number.toStdString(), row.number);
+}
 
 // Offsets count code points: the emoji rows' numbers start one character after each emoji, not two.
 const ClickRow kClickRows[] = {
@@ -68,27 +81,18 @@ const ClickRow kClickRows[] = {
     {"NoNumber_FewDigits_None", "US", "Chapter 12, page 3", 8, -1, -1, ""},
 };
 
-class TextNumberFinderClickTest : public ::testing::TestWithParam<ClickRow>
-{
-};
+using TextNumberFinderClickTest = ::testing::TestWithParam<ClickRow>;
 
 TEST_P(TextNumberFinderClickTest, answersTheNumberHoldingTheClick)
 {
     const ClickRow &row = GetParam();
     const TextNumberFinder finder(QString::fromLatin1(row.region));
     const std::optional<ClickedNumber> found = finder.numberAt(QString::fromUtf8(row.text), row.click);
-    if (row.start < 0) {
-        EXPECT_FALSE(found.has_value()) << "found " << found->number.toStdString();
-        return;
-    }
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(found->span.start, row.start);
-    EXPECT_EQ(found->span.end, row.end);
-    EXPECT_EQ(found->number.toStdString(), row.number);
+    expectAnswer(found, row);
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, TextNumberFinderClickTest, ::testing::ValuesIn(kClickRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+                         dialwise::testing::RowName());
 
 // Qt's bridge counts UTF-16 units: an emoji is two. The document rows hold the text the Qt editor
 // showed when measured, clicked where Qt answered the offset at the number's middle (53), with the
@@ -103,8 +107,6 @@ struct Utf16Row
     const char *number;
 };
 
-void PrintTo(const Utf16Row &row, std::ostream *os) { *os << row.name; }
-
 const Utf16Row kUtf16Rows[] = {
     {"Emoji_BeforeNumber", "\U0001F4DE\U0001F600 555-010-0000", 5, 5, 17, "555-010-0000"},
     {"Emoji_BeforeNumber_ClickOnLastDigit", "\U0001F4DE\U0001F600 555-010-0000", 16, 5, 17, "555-010-0000"},
@@ -115,9 +117,7 @@ const Utf16Row kUtf16Rows[] = {
     {"Document_ClickOnWordBeside_None", "Office hours: 9 to 5\nCall \U0001F4DE\U0001F600 the desk at 555-010-0000 ext. 12 today\nThanks\n", 64, -1, -1, ""},
 };
 
-class TextNumberFinderUtf16Test : public ::testing::TestWithParam<Utf16Row>
-{
-};
+using TextNumberFinderUtf16Test = ::testing::TestWithParam<Utf16Row>;
 
 TEST_P(TextNumberFinderUtf16Test, answersInUtf16Units)
 {
@@ -125,18 +125,11 @@ TEST_P(TextNumberFinderUtf16Test, answersInUtf16Units)
     const TextNumberFinder finder(QStringLiteral("US"));
     const std::optional<ClickedNumber> found =
         finder.numberAt(QString::fromUtf8(row.text), row.click, dialwise::OffsetUnit::Utf16Units);
-    if (row.start < 0) {
-        EXPECT_FALSE(found.has_value()) << "found " << found->number.toStdString();
-        return;
-    }
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(found->span.start, row.start);
-    EXPECT_EQ(found->span.end, row.end);
-    EXPECT_EQ(found->number.toStdString(), row.number);
+    expectAnswer(found, row);
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, TextNumberFinderUtf16Test, ::testing::ValuesIn(kUtf16Rows),
-                         [](const auto &row) { return std::string(row.param.name); });
+                         dialwise::testing::RowName());
 
 TEST(TextNumberFinderTest, length_inEachUnit)
 {
@@ -201,8 +194,6 @@ struct OutOfRangeRow
     int click;
 };
 
-void PrintTo(const OutOfRangeRow &row, std::ostream *os) { *os << row.name; }
-
 const OutOfRangeRow kOutOfRangeRows[] = {
     {"NoCharacterAtPoint", "555-010-0000", -1},
     {"FarNegative", "555-010-0000", INT_MIN},
@@ -213,9 +204,7 @@ const OutOfRangeRow kOutOfRangeRows[] = {
     {"EmptyText", "", 0},
 };
 
-class TextNumberFinderOutOfRangeTest : public ::testing::TestWithParam<OutOfRangeRow>
-{
-};
+using TextNumberFinderOutOfRangeTest = ::testing::TestWithParam<OutOfRangeRow>;
 
 TEST_P(TextNumberFinderOutOfRangeTest, answersNothing)
 {
@@ -224,7 +213,7 @@ TEST_P(TextNumberFinderOutOfRangeTest, answersNothing)
 }
 
 INSTANTIATE_TEST_SUITE_P(Offsets, TextNumberFinderOutOfRangeTest, ::testing::ValuesIn(kOutOfRangeRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+                         dialwise::testing::RowName());
 
 struct SpanRow
 {
@@ -233,8 +222,6 @@ struct SpanRow
     int click;
     TextSpan expected;
 };
-
-void PrintTo(const SpanRow &row, std::ostream *os) { *os << row.name; }
 
 constexpr int kR = TextNumberFinder::kReadRadius;
 
@@ -253,9 +240,7 @@ const SpanRow kSpanRows[] = {
     {"NegativeCount_Nothing", -5, 0, {0, 0}},
 };
 
-class TextNumberFinderSpanTest : public ::testing::TestWithParam<SpanRow>
-{
-};
+using TextNumberFinderSpanTest = ::testing::TestWithParam<SpanRow>;
 
 TEST_P(TextNumberFinderSpanTest, readsAroundTheClick)
 {
@@ -264,8 +249,7 @@ TEST_P(TextNumberFinderSpanTest, readsAroundTheClick)
     EXPECT_EQ(span.end, GetParam().expected.end);
 }
 
-INSTANTIATE_TEST_SUITE_P(Spans, TextNumberFinderSpanTest, ::testing::ValuesIn(kSpanRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Spans, TextNumberFinderSpanTest, ::testing::ValuesIn(kSpanRows), dialwise::testing::RowName());
 
 // A line far longer than what is read: the number in its middle is still found, with offsets in
 // the whole line, and a click on a word far from it finds nothing.

@@ -5,12 +5,14 @@
 #include <QString>
 
 #include <deque>
+#include <functional>
 #include <vector>
 
 namespace dialwise::testing {
 
 // A session bus that answers from a queue: each call takes the next queued reply, and the last
-// one repeats once the queue is down to it. Every call is recorded.
+// one repeats once the queue is down to it. Every call is recorded, and `whileAnswering` (when set)
+// runs inside each one, for a reply that takes time.
 class FakeBusMethodCaller final : public BusMethodCaller
 {
 public:
@@ -36,6 +38,8 @@ public:
                const std::vector<Argument> &arguments, int timeoutMs) override
     {
         calls.push_back({service, path, interface, method, arguments, timeoutMs});
+        if (whileAnswering)
+            whileAnswering();
         if (replies.empty())
             return error("org.freedesktop.DBus.Error.ServiceUnknown");
         Reply reply = replies.front();
@@ -46,6 +50,7 @@ public:
 
     std::deque<Reply> replies;
     std::vector<Call> calls;
+    std::function<void()> whileAnswering;
 };
 
 } // namespace dialwise::testing

@@ -2,6 +2,7 @@
 // how a program path is written on its Exec line. Files go to a temporary folder only.
 #include "app/Autostart.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <QDir>
 #include <QFile>
@@ -50,9 +51,7 @@ struct ConfigHomeRow
     const char *expected; // nullptr: no folder to use
 };
 
-class AutostartConfigHomeTest : public ::testing::TestWithParam<ConfigHomeRow>
-{
-};
+using AutostartConfigHomeTest = ::testing::TestWithParam<ConfigHomeRow>;
 
 TEST_P(AutostartConfigHomeTest, configHomeFrom_followsBaseDirectoryRules)
 {
@@ -196,9 +195,7 @@ void PrintTo(const ExecRow &row, std::ostream *os)
     *os << row.program;
 }
 
-class AutostartExecTest : public ::testing::TestWithParam<ExecRow>
-{
-};
+using AutostartExecTest = ::testing::TestWithParam<ExecRow>;
 
 // Desktop Entry format: reserved characters need double quotes; inside them " ` $ \ take a
 // backslash, then every backslash of the string value is doubled.
@@ -227,8 +224,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ExecRow{"percent", "/home/u/100%/dialwise", nullptr},
                       ExecRow{"nonAscii", "/home/ü/dialwise", "/home/ü/dialwise"},
                       ExecRow{"newline", "/home/u/a\nb/dialwise", nullptr},
-                      ExecRow{"tab", "/home/u/a\tb/dialwise", nullptr}),
-    [](const ::testing::TestParamInfo<ExecRow> &row) { return std::string(row.param.name); });
+                      ExecRow{"tab", "/home/u/a\tb/dialwise", nullptr}), dialwise::testing::RowName());
 
 TEST(AutostartEntryTextTest, entryText_isCompleteLoginEntry)
 {

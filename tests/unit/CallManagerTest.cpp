@@ -2,6 +2,7 @@
 // history cap, the provider choice and its persistence, and the dial dialog.
 #include "tests/unit/QtPrinting.h"
 #include "tests/fakes/CallManagerRig.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -28,8 +29,6 @@ struct StoredProviderRow
     Provider expected;
 };
 
-void PrintTo(const StoredProviderRow &row, std::ostream *os) { *os << row.name; }
-
 const StoredProviderRow kStoredProviderRows[] = {
     {"Nothing_GoogleVoice", std::nullopt, Provider::googleVoice},
     {"BrowserExact_BrowserTel", "Browser (tel:)", Provider::browserTel},
@@ -40,9 +39,7 @@ const StoredProviderRow kStoredProviderRows[] = {
     {"Empty_GoogleVoice", "", Provider::googleVoice},
 };
 
-class StoredProviderTest : public ::testing::TestWithParam<StoredProviderRow>
-{
-};
+using StoredProviderTest = ::testing::TestWithParam<StoredProviderRow>;
 
 TEST_P(StoredProviderTest, SelectsExpectedAndLeavesStoreAlone)
 {
@@ -59,7 +56,7 @@ TEST_P(StoredProviderTest, SelectsExpectedAndLeavesStoreAlone)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, StoredProviderTest, ::testing::ValuesIn(kStoredProviderRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+                         dialwise::testing::RowName());
 
 TEST(CallManagerProvider, SetProvider_StoresRawValueAndSurvivesRestart)
 {
@@ -102,8 +99,6 @@ struct InvalidRow
     const char *text;
 };
 
-void PrintTo(const InvalidRow &row, std::ostream *os) { *os << row.name; }
-
 const InvalidRow kInvalidRows[] = {
     {"FiveDigits_Rejected", "12345"},
     {"BlanksAroundDigits_BodyKeepsBlanks", "  12 "},
@@ -112,9 +107,7 @@ const InvalidRow kInvalidRows[] = {
     {"OnlyBlanks_Rejected", "   "},
 };
 
-class InvalidCallTest : public ::testing::TestWithParam<InvalidRow>
-{
-};
+using InvalidCallTest = ::testing::TestWithParam<InvalidRow>;
 
 TEST_P(InvalidCallTest, NotifiesOnceAndChangesNothing)
 {
@@ -140,8 +133,7 @@ TEST_P(InvalidCallTest, NotifiesOnceAndChangesNothing)
     EXPECT_EQ(announcements, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, InvalidCallTest, ::testing::ValuesIn(kInvalidRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, InvalidCallTest, ::testing::ValuesIn(kInvalidRows), dialwise::testing::RowName());
 
 TEST(CallManagerCall, InvalidOnFreshManager_LastCalledStaysEmpty)
 {
@@ -325,8 +317,6 @@ struct DialRow
     std::optional<const char *> expectedNotificationBody;
 };
 
-void PrintTo(const DialRow &row, std::ostream *os) { *os << row.name; }
-
 const DialRow kDialRows[] = {
     {"Number_OneCallPlaced", "5551234567", 1, "Calling (555) 123-4567..."},
     {"EmptyText_Nothing", "", 0, std::nullopt},
@@ -334,9 +324,7 @@ const DialRow kDialRows[] = {
     {"OnlyBlanks_InvalidNotification", "   ", 0, "Invalid phone number:    "},
 };
 
-class DialDialogTest : public ::testing::TestWithParam<DialRow>
-{
-};
+using DialDialogTest = ::testing::TestWithParam<DialRow>;
 
 TEST_P(DialDialogTest, ActsOnAnswer)
 {
@@ -357,8 +345,7 @@ TEST_P(DialDialogTest, ActsOnAnswer)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, DialDialogTest, ::testing::ValuesIn(kDialRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, DialDialogTest, ::testing::ValuesIn(kDialRows), dialwise::testing::RowName());
 
 TEST(CallManagerForwarding, NormalizeAndDisplay_SameAsPhoneFunctions)
 {

@@ -1,21 +1,36 @@
 #include "app/CommandLine.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 using dialwise::CommandLine;
 using dialwise::LaunchRequest;
 
 namespace {
 
-CommandLine parse(std::initializer_list<const char *> arguments)
+QStringList argumentList(const std::vector<const char *> &arguments)
 {
     QStringList list;
     for (const char *argument : arguments)
         list.append(QString::fromUtf8(argument));
-    return CommandLine::parse(list);
+    return list;
+}
+
+CommandLine parse(const std::vector<const char *> &arguments)
+{
+    return CommandLine::parse(argumentList(arguments));
+}
+
+// The arguments as typed, for a failure message.
+std::string typed(const std::vector<const char *> &arguments)
+{
+    return argumentList(arguments).join(' ').toStdString();
 }
 
 TEST(CommandLineTest, noArguments_activates)
@@ -143,18 +158,13 @@ struct AutostartRow
     const char *error;
 };
 
-class CommandLineAutostartTest : public ::testing::TestWithParam<AutostartRow>
-{
-};
+using CommandLineAutostartTest = ::testing::TestWithParam<AutostartRow>;
 
 TEST_P(CommandLineAutostartTest, autostart_parsesOnOffOrQuery)
 {
     const AutostartRow &row = GetParam();
-    QStringList arguments;
-    for (const char *argument : row.arguments)
-        arguments.append(QString::fromUtf8(argument));
-    const CommandLine line = CommandLine::parse(arguments);
-    EXPECT_EQ(line.action, row.action) << arguments.join(' ').toStdString();
+    const CommandLine line = parse(row.arguments);
+    EXPECT_EQ(line.action, row.action) << typed(row.arguments);
     if (row.action == CommandLine::Action::autostart) {
         EXPECT_EQ(line.autostart, row.change);
     }
@@ -220,20 +230,13 @@ struct UsageErrorRow
     const char *error;
 };
 
-void PrintTo(const UsageErrorRow &row, std::ostream *os) { *os << row.name; }
-
-class CommandLineUsageErrorTest : public ::testing::TestWithParam<UsageErrorRow>
-{
-};
+using CommandLineUsageErrorTest = ::testing::TestWithParam<UsageErrorRow>;
 
 TEST_P(CommandLineUsageErrorTest, badArguments_areNamedInTheError)
 {
     const UsageErrorRow &row = GetParam();
-    QStringList arguments;
-    for (const char *argument : row.arguments)
-        arguments.append(QString::fromUtf8(argument));
-    const CommandLine line = CommandLine::parse(arguments);
-    EXPECT_EQ(line.action, CommandLine::Action::usageError) << arguments.join(' ').toStdString();
+    const CommandLine line = parse(row.arguments);
+    EXPECT_EQ(line.action, CommandLine::Action::usageError) << typed(row.arguments);
     EXPECT_EQ(line.error, QString::fromUtf8(row.error));
 }
 
@@ -272,8 +275,7 @@ INSTANTIATE_TEST_SUITE_P(
         UsageErrorRow{"selectionAndLink", {"--call-selection", "tel:5551234567"},
                       "give links, --call-text or --call-selection, not several of them"},
         UsageErrorRow{"hiddenAndLink", {"--hidden", "tel:5551234567"},
-                      "--hidden goes alone: it starts Dialwise without a window"}),
-    [](const ::testing::TestParamInfo<UsageErrorRow> &row) { return std::string(row.param.name); });
+                      "--hidden goes alone: it starts Dialwise without a window"}), dialwise::testing::RowName());
 
 // Each good command line and what it asks for.
 TEST(CommandLineTest, valueForms_areTheSameAsSeparateValues)

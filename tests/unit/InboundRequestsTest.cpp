@@ -1,5 +1,6 @@
 #include "app/InboundRequests.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,16 @@ using dialwise::RequestFailure;
 
 namespace {
 
+// The same decision: what to do, the number to call and, for a refusal, its reason.
+void expectSameAction(const InboundAction &action, const InboundAction &expected)
+{
+    EXPECT_EQ(int(action.kind), int(expected.kind));
+    EXPECT_EQ(action.number, expected.number);
+    if (expected.kind == InboundAction::Kind::reject) {
+        EXPECT_EQ(int(action.failure), int(expected.failure));
+    }
+}
+
 struct UrlRow
 {
     const char *name;
@@ -16,24 +27,13 @@ struct UrlRow
     InboundAction expected;
 };
 
-void PrintTo(const UrlRow &row, std::ostream *os)
-{
-    *os << row.name;
-}
-
-class InboundUrlTest : public ::testing::TestWithParam<UrlRow>
-{
-};
+using InboundUrlTest = ::testing::TestWithParam<UrlRow>;
 
 TEST_P(InboundUrlTest, forUrl_decidesWhatToCall)
 {
     const UrlRow &row = GetParam();
     const InboundAction action = InboundRequests::forUrl(row.url);
-    EXPECT_EQ(int(action.kind), int(row.expected.kind));
-    EXPECT_EQ(action.number, row.expected.number);
-    if (row.expected.kind == InboundAction::Kind::reject) {
-        EXPECT_EQ(int(action.failure), int(row.expected.failure));
-    }
+    expectSameAction(action, row.expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -72,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
         UrlRow{"telWith64Digits_isCalled", "tel:" + QString(64, u'5'), InboundAction::call(QString(64, u'5'))},
         UrlRow{"telWith65Digits_isDropped", "tel:" + QString(65, u'5'), InboundAction::ignore()},
         UrlRow{"ownSchemeValueOver64_isDropped", "dialwise://dial?number=" + QString(65, u'5'), InboundAction::ignore()}),
-    [](const ::testing::TestParamInfo<UrlRow> &row) { return std::string(row.param.name); });
+    dialwise::testing::RowName());
 
 struct TextRow
 {
@@ -81,24 +81,13 @@ struct TextRow
     InboundAction expected;
 };
 
-void PrintTo(const TextRow &row, std::ostream *os)
-{
-    *os << row.name;
-}
-
-class InboundTextTest : public ::testing::TestWithParam<TextRow>
-{
-};
+using InboundTextTest = ::testing::TestWithParam<TextRow>;
 
 TEST_P(InboundTextTest, forText_callsOrExplains)
 {
     const TextRow &row = GetParam();
     const InboundAction action = InboundRequests::forText(row.text);
-    EXPECT_EQ(int(action.kind), int(row.expected.kind));
-    EXPECT_EQ(action.number, row.expected.number);
-    if (row.expected.kind == InboundAction::Kind::reject) {
-        EXPECT_EQ(int(action.failure), int(row.expected.failure));
-    }
+    expectSameAction(action, row.expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -120,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
         TextRow{"numberOf64Digits_isCalled", QString(64, u'7'), InboundAction::call(QString(64, u'7'))},
         TextRow{"numberOf65Digits_isNoNumber", QString(65, u'7'), InboundAction::reject(RequestFailure::noNumber)},
         TextRow{"digitsFillingTheLimit_isNoNumber", QString(64 * 1024, u'7'), InboundAction::reject(RequestFailure::noNumber)}),
-    [](const ::testing::TestParamInfo<TextRow> &row) { return std::string(row.param.name); });
+    dialwise::testing::RowName());
 
 TEST(RequestFailureTest, messages_areTheSentencesUsersRead)
 {
@@ -137,14 +126,7 @@ struct OpenRow
     std::optional<RequestFailure> expected;
 };
 
-void PrintTo(const OpenRow &row, std::ostream *os)
-{
-    *os << row.name;
-}
-
-class InboundOpenTest : public ::testing::TestWithParam<OpenRow>
-{
-};
+using InboundOpenTest = ::testing::TestWithParam<OpenRow>;
 
 TEST_P(InboundOpenTest, checkOpen_refusesOversizedRequests)
 {
@@ -169,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
         OpenRow{"fiftyThousand", links(50000), RequestFailure::tooManyLinks},
         OpenRow{"linkAtTheLimit", {"tel:" + QString(64 * 1024 - 4, u'5')}, std::nullopt},
         OpenRow{"linkOverTheLimit", {"tel:5551234567", "tel:" + QString(64 * 1024 - 3, u'5')}, RequestFailure::tooLarge}),
-    [](const ::testing::TestParamInfo<OpenRow> &row) { return std::string(row.param.name); });
+    dialwise::testing::RowName());
 
 // What the launcher tells the person about a link before it hands it over.
 struct LinkOutcomeRow
@@ -182,9 +164,7 @@ struct LinkOutcomeRow
 
 void PrintTo(const LinkOutcomeRow &row, std::ostream *os) { *os << row.link; }
 
-class LinkOutcomeTest : public ::testing::TestWithParam<LinkOutcomeRow>
-{
-};
+using LinkOutcomeTest = ::testing::TestWithParam<LinkOutcomeRow>;
 
 TEST_P(LinkOutcomeTest, linkOutcome_tellsCallNoNumberOrOtherScheme)
 {
@@ -214,7 +194,6 @@ INSTANTIATE_TEST_SUITE_P(
         LinkOutcomeRow{"schemeWithPlus", "web+tel:5551234567", Outcome::otherScheme, "web+tel"},
         LinkOutcomeRow{"blanksBeforeTel", "  tel:5551234567", Outcome::call, "tel"},
         LinkOutcomeRow{"digitFirstIsNoScheme", "1:5551234567", Outcome::call, ""},
-        LinkOutcomeRow{"colonAfterWords", "call me: 555 123 4567", Outcome::call, ""}),
-    [](const ::testing::TestParamInfo<LinkOutcomeRow> &row) { return std::string(row.param.name); });
+        LinkOutcomeRow{"colonAfterWords", "call me: 555 123 4567", Outcome::call, ""}), dialwise::testing::RowName());
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "webcall/NavigationPolicy.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -28,14 +29,7 @@ struct NewWindowRow
     QString number = {};
 };
 
-void PrintTo(const NewWindowRow &row, std::ostream *os)
-{
-    *os << row.name;
-}
-
-class NewWindowTest : public ::testing::TestWithParam<NewWindowRow>
-{
-};
+using NewWindowTest = ::testing::TestWithParam<NewWindowRow>;
 
 TEST_P(NewWindowTest, forNewWindow_decides)
 {
@@ -84,14 +78,7 @@ struct NavigationRow
     QString number = {};
 };
 
-void PrintTo(const NavigationRow &row, std::ostream *os)
-{
-    *os << row.name;
-}
-
-class NavigationTest : public ::testing::TestWithParam<NavigationRow>
-{
-};
+using NavigationTest = ::testing::TestWithParam<NavigationRow>;
 
 TEST_P(NavigationTest, forNavigation_decides)
 {
@@ -133,14 +120,7 @@ struct CaptureRow
     bool granted;
 };
 
-void PrintTo(const CaptureRow &row, std::ostream *os)
-{
-    *os << row.name;
-}
-
-class CaptureTest : public ::testing::TestWithParam<CaptureRow>
-{
-};
+using CaptureTest = ::testing::TestWithParam<CaptureRow>;
 
 TEST_P(CaptureTest, mayCapture_onlyForTheDocumentInTheView)
 {
@@ -158,9 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
         CaptureRow{"opaqueOrigin_refused", "data:text/html,x", "https://voice.google.com/u/0/calls", false},
         CaptureRow{"nonWebTopLevel_refused", "file:///", "file:///tmp/x.html", false}));
 
-class NotifyTest : public ::testing::TestWithParam<CaptureRow>
-{
-};
+using NotifyTest = ::testing::TestWithParam<CaptureRow>;
 
 TEST_P(NotifyTest, mayNotify_onlyTheWebAppInTheView)
 {

@@ -86,9 +86,7 @@ QString randomText(std::mt19937 &random)
     return ::testing::AssertionFailure() << "unexpected display form";
 }
 
-class NormalizeFuzz : public ::testing::TestWithParam<uint32_t>
-{
-};
+using NormalizeFuzz = ::testing::TestWithParam<uint32_t>;
 
 TEST_P(NormalizeFuzz, MatchesReferenceAndKeepsInvariants)
 {
@@ -126,7 +124,7 @@ TEST_P(NormalizeFuzz, MatchesReferenceAndKeepsInvariants)
 
 // Four seeds of 50,000 inputs each: 200,000 inputs, the same on every run.
 INSTANTIATE_TEST_SUITE_P(Seeds, NormalizeFuzz, ::testing::Values(1u, 2u, 3u, 20240301u),
-                         [](const auto &row) { return "Seed" + std::to_string(row.param); });
+                         [](const auto &seed) { return "Seed" + std::to_string(seed.param); });
 
 // The ASCII fast path and the general path must agree: the same text with a non-ASCII character
 // that is neither blank nor numeric appended (so that the slow path is taken and the character

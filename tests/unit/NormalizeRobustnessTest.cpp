@@ -3,6 +3,7 @@
 #include "calling/PhoneNumbers.h"
 #include "tests/unit/QtPrinting.h"
 #include "tests/unit/ReferenceNormalize.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -43,8 +44,6 @@ struct BigRow
     std::function<std::optional<QString>(const QString &)> expected;
 };
 
-void PrintTo(const BigRow &row, std::ostream *os) { *os << row.name; }
-
 QString keepOnly(const QString &text, const QString &keep)
 {
     QString out;
@@ -70,9 +69,7 @@ const BigRow kBigRows[] = {
      [](const QString &t) { return std::optional(QString(t.size() / 3, u'5')); }},
 };
 
-class BigInputTest : public ::testing::TestWithParam<BigRow>
-{
-};
+using BigInputTest = ::testing::TestWithParam<BigRow>;
 
 TEST_P(BigInputTest, Megabyte_ResultFollowsRules)
 {
@@ -126,8 +123,7 @@ TEST_P(BigInputTest, Megabyte_CostsRoughlyLinearTime)
     EXPECT_LT(largeSeconds, 40 * smallSeconds) << "64 KB: " << smallSeconds << " s, 1 MB: " << largeSeconds << " s";
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, BigInputTest, ::testing::ValuesIn(kBigRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, BigInputTest, ::testing::ValuesIn(kBigRows), dialwise::testing::RowName());
 
 // Bytes that are not UTF-8 become QStrings full of U+FFFD; whatever survives follows the rules.
 TEST(HostileInput, InvalidUtf8Bytes_SameAsReference)

@@ -1,6 +1,7 @@
 // The one rule for notification bodies: the user reads the text as given, whatever the server.
 #include "platform/linux/NotificationText.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -16,8 +17,6 @@ struct BodyRow
     const char16_t *expected;
 };
 
-void PrintTo(const BodyRow &row, std::ostream *os) { *os << row.name; }
-
 const BodyRow kBodyRows[] = {
     {"plain_markupServer_unchanged", u"Calling (555) 123-4567...", true, u"Calling (555) 123-4567..."},
     {"plain_plainServer_unchanged", u"Calling (555) 123-4567...", false, u"Calling (555) 123-4567..."},
@@ -29,9 +28,7 @@ const BodyRow kBodyRows[] = {
     {"empty", u"", true, u""},
 };
 
-class NotificationBodyTest : public ::testing::TestWithParam<BodyRow>
-{
-};
+using NotificationBodyTest = ::testing::TestWithParam<BodyRow>;
 
 TEST_P(NotificationBodyTest, bodyReadsAsTyped)
 {
@@ -42,7 +39,6 @@ TEST_P(NotificationBodyTest, bodyReadsAsTyped)
     EXPECT_EQ(dialwise::notificationBody(QString::fromUtf16(row.body), capabilities), QString::fromUtf16(row.expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, NotificationBodyTest, ::testing::ValuesIn(kBodyRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, NotificationBodyTest, ::testing::ValuesIn(kBodyRows), dialwise::testing::RowName());
 
 } // namespace

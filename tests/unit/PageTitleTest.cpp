@@ -1,6 +1,7 @@
 // The unread count the web app puts in its title.
 #include "webcall/PageTitle.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -13,11 +14,7 @@ struct TitleRow
     int expected;
 };
 
-void PrintTo(const TitleRow &row, std::ostream *os) { *os << row.name; }
-
-class PageTitleTest : public ::testing::TestWithParam<TitleRow>
-{
-};
+using PageTitleTest = ::testing::TestWithParam<TitleRow>;
 
 TEST_P(PageTitleTest, unreadCountInTitle_readsLeadingCount)
 {

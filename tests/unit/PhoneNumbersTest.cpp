@@ -2,6 +2,7 @@
 // condition; the expected values are what a user should see, worked out by hand.
 #include "calling/PhoneNumbers.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -24,8 +25,6 @@ struct NormalizeRow
     // Checked only when set: the display form of the normalised number.
     std::optional<std::u16string_view> display = std::nullopt;
 };
-
-void PrintTo(const NormalizeRow &row, std::ostream *os) { *os << row.name; }
 
 constexpr std::nullopt_t none = std::nullopt;
 
@@ -134,9 +133,7 @@ const NormalizeRow kNormalizeRows[] = {
     {"FullWidthLetters_NotNumeric", u"\uFF21\uFF22\uFF23 123456", none},
 };
 
-class NormalizeTest : public ::testing::TestWithParam<NormalizeRow>
-{
-};
+using NormalizeTest = ::testing::TestWithParam<NormalizeRow>;
 
 TEST_P(NormalizeTest, GivesExpectedNumberAndDisplay)
 {
@@ -153,8 +150,7 @@ TEST_P(NormalizeTest, GivesExpectedNumberAndDisplay)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, NormalizeTest, ::testing::ValuesIn(kNormalizeRows),
-                         [](const ::testing::TestParamInfo<NormalizeRow> &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, NormalizeTest, ::testing::ValuesIn(kNormalizeRows), dialwise::testing::RowName());
 
 struct TextRow
 {
@@ -162,8 +158,6 @@ struct TextRow
     std::u16string_view input;
     std::u16string_view expected;
 };
-
-void PrintTo(const TextRow &row, std::ostream *os) { *os << row.name; }
 
 const TextRow kDisplayRows[] = {
     {"TenDigits_Grouped", u"5551234567", u"(555) 123-4567"},
@@ -184,17 +178,14 @@ const TextRow kDisplayRows[] = {
     {"KeycapTen_ClustersGroupedWhole", u"5\uFE0F\u20E3" u"551234567", u"(5\uFE0F\u20E3" u"55) 123-4567"},
 };
 
-class FormatForDisplayTest : public ::testing::TestWithParam<TextRow>
-{
-};
+using FormatForDisplayTest = ::testing::TestWithParam<TextRow>;
 
 TEST_P(FormatForDisplayTest, GivesExpectedText)
 {
     EXPECT_EQ(formatForDisplay(qs(GetParam().input)), qs(GetParam().expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, FormatForDisplayTest, ::testing::ValuesIn(kDisplayRows),
-                         [](const ::testing::TestParamInfo<TextRow> &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, FormatForDisplayTest, ::testing::ValuesIn(kDisplayRows), dialwise::testing::RowName());
 
 const TextRow kDialDigitsRows[] = {
     {"TenDigits_OnePrepended", u"5551234567", u"15551234567"},
@@ -204,17 +195,14 @@ const TextRow kDialDigitsRows[] = {
     {"Seven_Unchanged", u"1234567", u"1234567"},
 };
 
-class DialDigitsTest : public ::testing::TestWithParam<TextRow>
-{
-};
+using DialDigitsTest = ::testing::TestWithParam<TextRow>;
 
 TEST_P(DialDigitsTest, GivesExpectedDigits)
 {
     EXPECT_EQ(dialDigits(qs(GetParam().input)), qs(GetParam().expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, DialDigitsTest, ::testing::ValuesIn(kDialDigitsRows),
-                         [](const ::testing::TestParamInfo<TextRow> &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, DialDigitsTest, ::testing::ValuesIn(kDialDigitsRows), dialwise::testing::RowName());
 
 // Whether Han numerals count is Unicode's call, not ours: ask ICU what their Numeric_Type is and
 // require normalisation to follow it, so that this test says something true on any ICU.

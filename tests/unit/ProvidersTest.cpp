@@ -2,6 +2,7 @@
 #include "tests/unit/QtPrinting.h"
 #include "tests/fakes/CallManagerRig.h"
 #include "calling/VoiceAddress.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -22,8 +23,6 @@ struct ProviderRow
     std::optional<const char16_t *> expectedNotification;   // body; no value: none shown
     const char16_t *expectedTitle = u"Dialwise \u2192 Google Voice";
 };
-
-void PrintTo(const ProviderRow &row, std::ostream *os) { *os << row.name; }
 
 const ProviderRow kProviderRows[] = {
     {"GoogleVoice_TenDigits", Provider::googleVoice, u"5551234567",
@@ -84,8 +83,7 @@ TEST_P(ProviderTest, OpensAndNotifiesAsExpected)
     EXPECT_EQ(manager->callHistory().size(), valid ? 1 : 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, ProviderTest, ::testing::ValuesIn(kProviderRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, ProviderTest, ::testing::ValuesIn(kProviderRows), dialwise::testing::RowName());
 
 TEST(ProviderOverride, GivenVoiceBase_AddressUsesIt)
 {

@@ -1,5 +1,6 @@
 // Which of Qt's uncategorised start-up notes are moved under dialwise.qt, and which stay.
 #include "app/QuietStart.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -19,11 +20,7 @@ struct NoteRow
     bool moved;
 };
 
-void PrintTo(const NoteRow &row, std::ostream *os) { *os << row.name; }
-
-class QuietStartTest : public ::testing::TestWithParam<NoteRow>
-{
-};
+using QuietStartTest = ::testing::TestWithParam<NoteRow>;
 
 TEST_P(QuietStartTest, categoryFor_movesOnlyKnownHarmlessNotes)
 {
@@ -53,8 +50,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "QObject::connect: No such signal QPlatformNativeInterface::systemTrayWindowChanged(QScreen*)", true},
         NoteRow{"otherConnectFailure_stays", "qt.core.qobject.connect",
                 "QObject::connect: No such signal GoogleVoiceWindow::nothing()", false},
-        NoteRow{"noCategory_stays", nullptr, "Sandboxing disabled by user.", false}),
-    [](const ::testing::TestParamInfo<NoteRow> &row) { return std::string(row.param.name); });
+        NoteRow{"noCategory_stays", nullptr, "Sandboxing disabled by user.", false}), dialwise::testing::RowName());
 
 TEST(QuietStartRulesTest, defaultRules_silenceEngineFlagsAndPageConsoleOnly)
 {

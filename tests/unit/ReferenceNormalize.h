@@ -35,29 +35,25 @@ using Text = std::u16string;
 inline Text toText(const QString &s) { return Text(reinterpret_cast<const char16_t *>(s.utf16()), size_t(s.size())); }
 inline QString toQString(const Text &t) { return QString(reinterpret_cast<const QChar *>(t.data()), qsizetype(t.size())); }
 
+// One pass over the code points: the text runs from the first that is not White_Space to the end
+// of the last that is not.
 inline Text trimWhiteSpace(const Text &t)
 {
     const auto *s = reinterpret_cast<const UChar *>(t.data());
     const int32_t n = int32_t(t.size());
-    int32_t begin = 0;
-    while (begin < n) {
-        int32_t next = begin;
+    std::optional<int32_t> begin;
+    int32_t end = 0;
+    for (int32_t next = 0; next < n;) {
+        const int32_t at = next;
         UChar32 c;
         U16_NEXT(s, next, n, c);
-        if (!u_hasBinaryProperty(c, UCHAR_WHITE_SPACE))
-            break;
-        begin = next;
+        if (u_hasBinaryProperty(c, UCHAR_WHITE_SPACE))
+            continue;
+        if (!begin)
+            begin = at;
+        end = next;
     }
-    int32_t end = n;
-    while (end > begin) {
-        int32_t previous = end;
-        UChar32 c;
-        U16_PREV(s, begin, previous, c);
-        if (!u_hasBinaryProperty(c, UCHAR_WHITE_SPACE))
-            break;
-        end = previous;
-    }
-    return t.substr(size_t(begin), size_t(end - begin));
+    return begin ? t.substr(size_t(*begin), size_t(end - *begin)) : Text();
 }
 
 inline Text withoutPrefix(const Text &t)

@@ -1,5 +1,6 @@
 // Which drawing path Dialwise takes for what the session's OpenGL offers and what the user asked.
 #include "app/RendererChoice.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -27,14 +28,7 @@ struct ChoiceRow
     const char *because; // a piece of the reason that must be there
 };
 
-void PrintTo(const ChoiceRow &row, std::ostream *os)
-{
-    *os << row.name;
-}
-
-class RendererChoiceTest : public ::testing::TestWithParam<ChoiceRow>
-{
-};
+using RendererChoiceTest = ::testing::TestWithParam<ChoiceRow>;
 
 TEST_P(RendererChoiceTest, chooses_pathAndSaysWhy)
 {
@@ -73,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceRow{"forcedHardwareWithoutGl", "hardware", "none", gpu, "unused", software, false, "QT_XCB_GL_INTEGRATION=none"},
         ChoiceRow{"unknownOverride", "gpu", "", gpu, "Radeon (GLX)", hardware, true, "DIALWISE_RENDERER=gpu is not"},
         ChoiceRow{"unknownOverrideNoGl", "fast", "", none, "libGL.so.1 not found", software, true, "libGL.so.1 not found"}),
-    [](const ::testing::TestParamInfo<ChoiceRow> &row) { return std::string(row.param.name); });
+    dialwise::testing::RowName());
 
 struct NameRow
 {
@@ -87,9 +81,7 @@ void PrintTo(const NameRow &row, std::ostream *os)
     *os << row.renderer << " accelerated=" << row.accelerated;
 }
 
-class GlRendererNameTest : public ::testing::TestWithParam<NameRow>
-{
-};
+using GlRendererNameTest = ::testing::TestWithParam<NameRow>;
 
 TEST_P(GlRendererNameTest, classify_sortsSoftwareFromHardware)
 {

@@ -1,12 +1,16 @@
 // Handing a request to the running Dialwise: which method each request becomes, and what each
 // answer of the bus means (taken, nobody there, still starting, refused for a reason, no reply).
+// Time is virtual: the forwarder's clock and its pauses between tries are the test's, so every
+// count of tries is exact and nothing here sleeps.
 #include "tests/fakes/FakeBusMethodCaller.h"
 #include "tests/unit/QtPrinting.h"
 #include "app/RequestForwarder.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 using namespace std::chrono_literals;
 using dialwise::LaunchRequest;
@@ -15,13 +19,40 @@ using dialwise::RequestForwarder;
 using dialwise::testing::FakeBusMethodCaller;
 using Status = dialwise::RequestForwarder::Result::Status;
 using Argument = dialwise::BusMethodCaller::Argument;
+using Ms = std::chrono::milliseconds;
 
 namespace {
 
-LaunchRequest callText(const QString &text)
+// The forwarder's clock and sleep: the clock reads `now`, and a pause moves it on and is written
+// down. Nothing else moves it, unless a fake bus takes time to answer.
+struct VirtualTime
+{
+    Ms now{0};
+    std::vector<Ms> pauses;
+
+    RequestForwarder forwarder(dialwise::BusMethodCaller &bus, Ms grace = RequestForwarder::kStartupGrace)
+    {
+        return RequestForwarder(bus, grace,
+                                {[this] { return std::chrono::steady_clock::time_point(now); },
+                                 [this](Ms pause) {
+                                     pauses.push_back(pause);
+                                     now += pause;
+                                 }});
+    }
+};
+
+// A request of one kind, with its links if it has any.
+LaunchRequest requestOf(LaunchRequest::Kind kind, const QStringList &uris = {})
 {
     LaunchRequest request;
-    request.kind = LaunchRequest::Kind::callText;
+    request.kind = kind;
+    request.uris = uris;
+    return request;
+}
+
+LaunchRequest callText(const QString &text)
+{
+    LaunchRequest request = requestOf(LaunchRequest::Kind::callText);
     request.text = text;
     return request;
 }
@@ -34,8 +65,6 @@ struct MethodRow
     const char *method;
     std::vector<Argument> arguments;
 };
-
-void PrintTo(const MethodRow &row, std::ostream *os) { *os << row.name; }
 
 bool sameArguments(const std::vector<Argument> &a, const std::vector<Argument> &b)
 {
@@ -58,16 +87,16 @@ bool sameArguments(const std::vector<Argument> &a, const std::vector<Argument> &
 const MethodRow kMethodRows[] = {
     {"activate", LaunchRequest{}, "org.freedesktop.Application", "Activate",
      {dialwise::BusMethodCaller::EmptyDictionary{}}},
-    {"openUris", LaunchRequest{LaunchRequest::Kind::openUris, {"tel:5551234567", "callto:1"}, {}},
+    {"openUris", requestOf(LaunchRequest::Kind::openUris, {"tel:5551234567", "callto:1"}),
      "org.freedesktop.Application", "Open",
      {QStringList{"tel:5551234567", "callto:1"}, dialwise::BusMethodCaller::EmptyDictionary{}}},
     {"callText", callText("call 555 123 4567"), "app.dialwise.Dialwise.Calls", "HandlePhoneCall",
      {QString("call 555 123 4567")}},
     {"callText_empty", callText(""), "app.dialwise.Dialwise.Calls", "HandlePhoneCall", {QString("")}},
-    {"callSelection", LaunchRequest{LaunchRequest::Kind::callSelection, {}, {}}, "app.dialwise.Dialwise.Calls",
+    {"callSelection", requestOf(LaunchRequest::Kind::callSelection), "app.dialwise.Dialwise.Calls",
      "CallSelection", {}},
     // --quit: the same action the tray menu's quit item and a desktop's "Quit" use.
-    {"quit", LaunchRequest{LaunchRequest::Kind::quit, {}, {}}, "org.freedesktop.Application", "ActivateAction",
+    {"quit", requestOf(LaunchRequest::Kind::quit), "org.freedesktop.Application", "ActivateAction",
      {QString("quit"), dialwise::BusMethodCaller::EmptyVariantArray{}, dialwise::BusMethodCaller::EmptyDictionary{}}},
 };
 
@@ -94,7 +123,7 @@ TEST(RequestForwarderDetectorSwitch, alone_onlyTheAction_withRequest_actionThenR
     const Row rows[] = {
         {detectorSwitch(true), {{"ActivateAction", switchArguments(true)}}},
         {detectorSwitch(false), {{"ActivateAction", switchArguments(false)}}},
-        {detectorSwitch(true, LaunchRequest{LaunchRequest::Kind::openUris, {"tel:5551234567"}, {}}),
+        {detectorSwitch(true, requestOf(LaunchRequest::Kind::openUris, {"tel:5551234567"})),
          {{"ActivateAction", switchArguments(true)},
           {"Open", {QStringList{"tel:5551234567"}, dialwise::BusMethodCaller::EmptyDictionary{}}}}},
         {detectorSwitch(false, callText("555 123 4567")),
@@ -103,7 +132,8 @@ TEST(RequestForwarderDetectorSwitch, alone_onlyTheAction_withRequest_actionThenR
     for (const Row &row : rows) {
         FakeBusMethodCaller bus;
         bus.queue(FakeBusMethodCaller::ok());
-        EXPECT_EQ(RequestForwarder(bus).forward(row.request).status, Status::delivered);
+        VirtualTime time;
+        EXPECT_EQ(time.forwarder(bus).forward(row.request).status, Status::delivered);
         ASSERT_EQ(bus.calls.size(), row.calls.size());
         for (size_t i = 0; i < row.calls.size(); ++i) {
             EXPECT_EQ(bus.calls[i].method, QString::fromLatin1(row.calls[i].first));
@@ -116,21 +146,21 @@ TEST(RequestForwarderDetectorSwitch, alone_onlyTheAction_withRequest_actionThenR
 TEST(RequestForwarderDetectorSwitch, nobodyRuns_noInstance_andTheRequestIsNotSentOn)
 {
     FakeBusMethodCaller bus; // answers ServiceUnknown
+    VirtualTime time;
     const RequestForwarder::Result result =
-        RequestForwarder(bus).forward(detectorSwitch(true, LaunchRequest{LaunchRequest::Kind::openUris, {"tel:1"}, {}}));
+        time.forwarder(bus).forward(detectorSwitch(true, requestOf(LaunchRequest::Kind::openUris, {"tel:1"})));
     EXPECT_EQ(result.status, Status::noInstance);
     EXPECT_EQ(bus.calls.size(), 1u);
 }
 
-class RequestForwarderMethod : public ::testing::TestWithParam<MethodRow>
-{
-};
+using RequestForwarderMethod = ::testing::TestWithParam<MethodRow>;
 
 TEST_P(RequestForwarderMethod, forward_callsTheMethodOfTheRequest)
 {
     FakeBusMethodCaller bus;
     bus.queue(FakeBusMethodCaller::ok());
-    const RequestForwarder::Result result = RequestForwarder(bus).forward(GetParam().request);
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus).forward(GetParam().request);
 
     EXPECT_EQ(result.status, Status::delivered);
     ASSERT_EQ(bus.calls.size(), 1u);
@@ -143,7 +173,7 @@ TEST_P(RequestForwarderMethod, forward_callsTheMethodOfTheRequest)
 }
 
 INSTANTIATE_TEST_SUITE_P(Requests, RequestForwarderMethod, ::testing::ValuesIn(kMethodRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+                         dialwise::testing::RowName());
 
 struct ErrorRow
 {
@@ -154,8 +184,6 @@ struct ErrorRow
     std::optional<RequestFailure> failure;
     const char *error;
 };
-
-void PrintTo(const ErrorRow &row, std::ostream *os) { *os << row.name; }
 
 const ErrorRow kErrorRows[] = {
     {"serviceUnknown_noInstance", "org.freedesktop.DBus.Error.ServiceUnknown", "", Status::noInstance, std::nullopt, ""},
@@ -171,82 +199,105 @@ const ErrorRow kErrorRows[] = {
      "the running Dialwise did not take the request (org.example.Error.Odd)"},
 };
 
-class RequestForwarderAnswer : public ::testing::TestWithParam<ErrorRow>
-{
-};
+using RequestForwarderAnswer = ::testing::TestWithParam<ErrorRow>;
 
 TEST_P(RequestForwarderAnswer, forward_reportsWhatTheAnswerMeans)
 {
     FakeBusMethodCaller bus;
     bus.queue(FakeBusMethodCaller::error(GetParam().errorName, GetParam().errorMessage));
-    const RequestForwarder::Result result = RequestForwarder(bus).forward(callText("hello"));
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus).forward(callText("hello"));
 
     EXPECT_EQ(result.status, GetParam().status);
     EXPECT_EQ(result.failure, GetParam().failure);
     EXPECT_EQ(result.error, QString::fromLatin1(GetParam().error));
     // None of these is worth asking again.
     EXPECT_EQ(bus.calls.size(), 1u);
+    EXPECT_TRUE(time.pauses.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, RequestForwarderAnswer, ::testing::ValuesIn(kErrorRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+                         dialwise::testing::RowName());
 
-struct StartingRow
-{
-    const char *name;
-    const char *errorName;
+// What a Dialwise answers while it owns its name but has not exported its objects yet.
+const char *const kNotReadyYet[] = {
+    "org.freedesktop.DBus.Error.UnknownObject",
+    "org.freedesktop.DBus.Error.UnknownInterface",
+    "org.freedesktop.DBus.Error.UnknownMethod",
 };
 
-void PrintTo(const StartingRow &row, std::ostream *os) { *os << row.name; }
-
-const StartingRow kStartingRows[] = {
-    {"unknownObject", "org.freedesktop.DBus.Error.UnknownObject"},
-    {"unknownInterface", "org.freedesktop.DBus.Error.UnknownInterface"},
-    {"unknownMethod", "org.freedesktop.DBus.Error.UnknownMethod"},
-};
-
-class RequestForwarderStartup : public ::testing::TestWithParam<StartingRow>
-{
-};
+using RequestForwarderStartup = ::testing::TestWithParam<const char *>;
 
 TEST_P(RequestForwarderStartup, startingInstance_retriedUntilItAnswers)
 {
     FakeBusMethodCaller bus;
     for (int i = 0; i < 3; ++i)
-        bus.queue(FakeBusMethodCaller::error(GetParam().errorName));
+        bus.queue(FakeBusMethodCaller::error(GetParam()));
     bus.queue(FakeBusMethodCaller::ok());
 
-    const RequestForwarder::Result result = RequestForwarder(bus).forward(callText("5551234567"));
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus).forward(callText("5551234567"));
     EXPECT_EQ(result.status, Status::delivered);
     EXPECT_EQ(bus.calls.size(), 4u);
+    EXPECT_EQ(time.pauses, std::vector<Ms>(3, 20ms));
 }
 
 TEST_P(RequestForwarderStartup, startingInstance_afterGrace_isAFailure)
 {
     FakeBusMethodCaller bus;
-    bus.queue(FakeBusMethodCaller::error(GetParam().errorName, "not there yet"));
+    bus.queue(FakeBusMethodCaller::error(GetParam(), "not there yet"));
 
     // No grace at all: the first "not ready" answer is final.
-    const RequestForwarder::Result result = RequestForwarder(bus, 0ms).forward(callText("5551234567"));
+    VirtualTime time;
+    const RequestForwarder::Result result = time.forwarder(bus, 0ms).forward(callText("5551234567"));
     EXPECT_EQ(result.status, Status::failed);
     EXPECT_EQ(result.failure, std::nullopt);
     EXPECT_EQ(result.error, QStringLiteral("the running Dialwise did not take the request (not there yet)"));
     EXPECT_EQ(bus.calls.size(), 1u);
+    EXPECT_TRUE(time.pauses.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Starting, RequestForwarderStartup, ::testing::ValuesIn(kStartingRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+// Each test is named after the last part of the error's name ("UnknownObject").
+INSTANTIATE_TEST_SUITE_P(Starting, RequestForwarderStartup, ::testing::ValuesIn(kNotReadyYet),
+                         [](const ::testing::TestParamInfo<const char *> &error) {
+                             return QString::fromLatin1(error.param).section(u'.', -1).toStdString();
+                         });
 
-TEST(RequestForwarderGrace, shortGrace_keepsTryingUntilItRunsOut)
+TEST(RequestForwarderGrace, neverReady_triesEveryPauseUntilGraceRunsOut)
+{
+    // With every answer at once, a try is made at the start and after each 20 ms pause; a pause is
+    // taken only while the grace lasts, so the last try is the first one at or past its end.
+    const std::tuple<Ms, size_t, Ms> rows[] = {
+        // grace, tries, time of the last try
+        {200ms, 11, 200ms},
+        {210ms, 12, 220ms}, // not a whole number of pauses
+        {RequestForwarder::kStartupGrace, 501, 10000ms},
+    };
+    for (const auto &[grace, tries, lastTry] : rows) {
+        SCOPED_TRACE("grace " + std::to_string(grace.count()) + " ms");
+        FakeBusMethodCaller bus;
+        bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownObject"));
+        VirtualTime time;
+        EXPECT_EQ(time.forwarder(bus, grace).forward(callText("5551234567")).status, Status::failed);
+        ASSERT_EQ(bus.calls.size(), tries);
+        EXPECT_EQ(time.pauses, std::vector<Ms>(tries - 1, 20ms));
+        EXPECT_EQ(time.now, lastTry);
+    }
+}
+
+TEST(RequestForwarderSlowReplies, timeSpentWaitingForAnswers_countsAgainstTheGrace)
 {
     FakeBusMethodCaller bus;
-    bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownObject"));
+    bus.queue(FakeBusMethodCaller::error("org.freedesktop.DBus.Error.UnknownMethod"));
+    VirtualTime time;
+    bus.whileAnswering = [&time] { time.now += 50ms; };
 
-    const RequestForwarder::Result result = RequestForwarder(bus, 200ms).forward(callText("5551234567"));
+    // Tries end at 50, 120, 190 (each then pauses 20 ms) and 260 ms, past the 200 ms grace.
+    const RequestForwarder::Result result = time.forwarder(bus, 200ms).forward(callText("5551234567"));
     EXPECT_EQ(result.status, Status::failed);
-    // Tried more than once within the grace, and not without end.
-    EXPECT_GT(bus.calls.size(), 1u);
-    EXPECT_LT(bus.calls.size(), 200u);
+    EXPECT_EQ(bus.calls.size(), 4u);
+    EXPECT_EQ(time.pauses.size(), 3u);
+    EXPECT_EQ(time.now, 260ms);
 }
 
 } // namespace

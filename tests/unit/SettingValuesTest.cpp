@@ -1,6 +1,7 @@
 // Yes/no settings as people write them in dialwise.conf, and the one warning for anything else.
 #include "tests/fakes/MemorySettingsStore.h"
 #include "calling/SettingValues.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -31,8 +32,6 @@ struct BooleanRow
     bool expected;
     const char *warning;     // nullptr: nothing may be said
 };
-
-void PrintTo(const BooleanRow &row, std::ostream *os) { *os << row.name; }
 
 class SettingValuesTest : public ::testing::TestWithParam<BooleanRow>
 {
@@ -96,8 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "1/0; using false"},
         BooleanRow{"yesPlease_notYes", "yes please", false, false,
                    "dialwise.settings: ignoring detectPhoneLinks=yes please in dialwise.conf: not true/false, yes/no, "
-                   "on/off or 1/0; using false"}),
-    [](const ::testing::TestParamInfo<BooleanRow> &row) { return std::string(row.param.name); });
+                   "on/off or 1/0; using false"}), dialwise::testing::RowName());
 
 TEST(SettingValuesParseTest, parseBoolean_noValueForOtherWords)
 {

@@ -9,6 +9,7 @@
 #include "calling/QSettingsStore.h"
 #include "tests/unit/QtPrinting.h"
 #include "tests/fakes/CallManagerRig.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -52,8 +53,9 @@ protected:
 public:
     static std::unique_ptr<dialwise::CallManager> startManagerOn(std::shared_ptr<QSettingsStore> store)
     {
-        CallManagerRig rig;
-        return std::make_unique<dialwise::CallManager>(CallManager::Services{std::move(store), rig.desktop, rig.clock, QUrl()});
+        CallManager::Services services = CallManagerRig().services();
+        services.settings = std::move(store);
+        return std::make_unique<dialwise::CallManager>(services);
     }
 
 protected:
@@ -108,8 +110,6 @@ struct BadFileRow
     QByteArray contents;
 };
 
-void PrintTo(const BadFileRow &row, std::ostream *os) { *os << row.name; }
-
 QByteArray randomBytes(size_t size, unsigned seed)
 {
     std::mt19937 random(seed);
@@ -141,8 +141,7 @@ const BadFileRow kBadFileRows[] = {
     {"RandomBinaryWithNuls", randomBytes(65'537, 2) + QByteArray(100, '\0')},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, BadSettingsFileTest, ::testing::ValuesIn(kBadFileRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, BadSettingsFileTest, ::testing::ValuesIn(kBadFileRows), dialwise::testing::RowName());
 
 TEST_F(SettingsStoreTest, CommaList_IsNotAString)
 {

@@ -1,6 +1,7 @@
 // The tray icon's tooltip and dot for the web app's unread count.
 #include "app/TrayBadge.h"
 #include "tests/unit/QtPrinting.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -14,11 +15,7 @@ struct BadgeRow
     bool dot;
 };
 
-void PrintTo(const BadgeRow &row, std::ostream *os) { *os << row.name; }
-
-class TrayBadgeTest : public ::testing::TestWithParam<BadgeRow>
-{
-};
+using TrayBadgeTest = ::testing::TestWithParam<BadgeRow>;
 
 TEST_P(TrayBadgeTest, toolTipAndDot_followTheCount)
 {

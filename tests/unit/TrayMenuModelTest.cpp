@@ -1,6 +1,7 @@
 #include "tests/fakes/ManualClock.h"
 #include "tests/unit/QtPrinting.h"
 #include "app/TrayMenuModel.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -92,9 +93,7 @@ struct RelativeRow
     const char *expected;
 };
 
-class TrayMenuRelativeTimeTest : public ::testing::TestWithParam<RelativeRow>
-{
-};
+using TrayMenuRelativeTimeTest = ::testing::TestWithParam<RelativeRow>;
 
 TEST_P(TrayMenuRelativeTimeTest, relativeTime_alwaysCountsUnits)
 {
@@ -112,8 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
                       RelativeRow{"hours", 3 * 3600, "3 hr. ago"},
                       // Never "yesterday": the menu always says how many.
                       RelativeRow{"oneDay", 86400, "1 day ago"}, RelativeRow{"twoWeeks", 14 * 86400, "2 wk. ago"},
-                      RelativeRow{"future", -120, "in 2 min."}),
-    [](const ::testing::TestParamInfo<RelativeRow> &row) { return std::string(row.param.name); });
+                      RelativeRow{"future", -120, "in 2 min."}), dialwise::testing::RowName());
 
 TEST(TrayMenuModelTest, relativeTime_followsLocale)
 {

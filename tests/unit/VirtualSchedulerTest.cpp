@@ -1,5 +1,6 @@
-// The virtual-time scheduler the window and detector tests run on: exact instants, order at one
-// instant, repeating timers, cancellation from inside an action, weak targets.
+// What only virtual time shows of the scheduler the window and detector tests run on: exact
+// instants, order at one instant, work scheduled from inside work, time moved backwards. What it
+// shares with the real scheduler is checked against both in SchedulerContractTest.
 #include "tests/fakes/ManualScheduler.h"
 
 #include <QObject>
@@ -86,22 +87,6 @@ TEST(VirtualScheduler, runRepeating_firesEveryIntervalUntilCancelled)
     EXPECT_EQ(scheduler.nextDue(), std::nullopt);
 }
 
-TEST(VirtualScheduler, cancelInsideOwnAction_stopsRepeating)
-{
-    ManualScheduler scheduler;
-    QObject target;
-    int runs = 0;
-    std::shared_ptr<ScheduledTask> task;
-    task = scheduler.runRepeating(100ms, &target, [&] {
-        if (++runs == 3)
-            task->cancel();
-    });
-
-    scheduler.advanceTo(1s);
-    EXPECT_EQ(runs, 3);
-    EXPECT_FALSE(task->isActive());
-}
-
 TEST(VirtualScheduler, cancelInsideAnotherAction_atSameInstant_preventsIt)
 {
     ManualScheduler scheduler;
@@ -114,45 +99,6 @@ TEST(VirtualScheduler, cancelInsideAnotherAction_atSameInstant_preventsIt)
     scheduler.advanceTo(100ms);
     EXPECT_FALSE(secondRan);
     EXPECT_EQ(scheduler.activeTaskCount(), 0);
-}
-
-TEST(VirtualScheduler, targetDestroyed_neverRunsAndCountDrops)
-{
-    ManualScheduler scheduler;
-    auto target = std::make_unique<QObject>();
-    bool ran = false;
-    const auto once = scheduler.runOnce(100ms, target.get(), [&] { ran = true; });
-    const auto repeating = scheduler.runRepeating(100ms, target.get(), [&] { ran = true; });
-    EXPECT_EQ(scheduler.activeTaskCount(), 2);
-
-    target.reset();
-    EXPECT_EQ(scheduler.activeTaskCount(), 0);
-    EXPECT_FALSE(once->isActive());
-    EXPECT_FALSE(repeating->isActive());
-    scheduler.advanceBy(1s);
-    EXPECT_FALSE(ran);
-}
-
-TEST(VirtualScheduler, droppedHandle_stillRuns)
-{
-    ManualScheduler scheduler;
-    QObject target;
-    int runs = 0;
-    scheduler.runOnce(100ms, &target, [&] { ++runs; });
-    scheduler.runRepeating(100ms, &target, [&] { ++runs; });
-
-    scheduler.advanceTo(200ms);
-    EXPECT_EQ(runs, 3);
-}
-
-TEST(VirtualScheduler, nullTarget_neverRuns)
-{
-    ManualScheduler scheduler;
-    bool ran = false;
-    const auto task = scheduler.runOnce(0ms, nullptr, [&] { ran = true; });
-    EXPECT_FALSE(task->isActive());
-    scheduler.advanceBy(1s);
-    EXPECT_FALSE(ran);
 }
 
 TEST(VirtualScheduler, advanceToPast_onlyRunsWhatIsDueNow)

@@ -1,6 +1,7 @@
 // Where the web app lives: the fixed address, the DIALWISE_VOICE_URL override and its rejects.
 #include "tests/unit/QtPrinting.h"
 #include "calling/VoiceAddress.h"
+#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 
@@ -49,8 +50,6 @@ struct BaseRow
     const char *expectedNewCall;          // for dial digits 15551234567
 };
 
-void PrintTo(const BaseRow &row, std::ostream *os) { *os << row.name; }
-
 const BaseRow kBaseRows[] = {
     {"Unset_GoogleVoice", std::nullopt, "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
     {"Empty_GoogleVoice", "", "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
@@ -71,9 +70,7 @@ const BaseRow kBaseRows[] = {
     {"WithFragment_FallsBack", "http://127.0.0.1:8123#x", "https://voice.google.com/u/0/calls?a=nc,%2B15551234567"},
 };
 
-class VoiceBaseTest : public ::testing::TestWithParam<BaseRow>
-{
-};
+using VoiceBaseTest = ::testing::TestWithParam<BaseRow>;
 
 TEST_P(VoiceBaseTest, NewCallAddressUsesExpectedBase)
 {
@@ -83,8 +80,7 @@ TEST_P(VoiceBaseTest, NewCallAddressUsesExpectedBase)
     EXPECT_EQ(url->toString(QUrl::FullyEncoded), QString::fromUtf8(GetParam().expectedNewCall));
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, VoiceBaseTest, ::testing::ValuesIn(kBaseRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, VoiceBaseTest, ::testing::ValuesIn(kBaseRows), dialwise::testing::RowName());
 
 TEST(VoiceAddress, CallsPage_UnderTheBase)
 {
@@ -119,8 +115,6 @@ struct NewCallRow
     bool isNewCall;
 };
 
-void PrintTo(const NewCallRow &row, std::ostream *os) { *os << row.name; }
-
 const NewCallRow kNewCallRows[] = {
     {"NewCall_Google", "https://voice.google.com/u/0/calls?a=nc,%2B12025550123", true},
     {"NewCall_StandIn", "http://127.0.0.1:8123/u/0/calls?a=nc,%2B12025550123", true},
@@ -132,17 +126,14 @@ const NewCallRow kNewCallRows[] = {
     {"Empty", "", false},
 };
 
-class NewCallAddressTest : public ::testing::TestWithParam<NewCallRow>
-{
-};
+using NewCallAddressTest = ::testing::TestWithParam<NewCallRow>;
 
 TEST_P(NewCallAddressTest, RecognisesNewCallAddresses)
 {
     EXPECT_EQ(voice::isNewCallAddress(QUrl(QString::fromUtf8(GetParam().url))), GetParam().isNewCall);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, NewCallAddressTest, ::testing::ValuesIn(kNewCallRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, NewCallAddressTest, ::testing::ValuesIn(kNewCallRows), dialwise::testing::RowName());
 
 TEST(VoiceAddress, NewCallAddress_RoundTrip)
 {
