@@ -35,6 +35,9 @@ struct KnownOption
     Takes takes;
     // What to say when the value is missing.
     QStringView missingValue = {};
+    // For a command, why nothing else may come with it, in the words of its own usage line;
+    // empty: "<option> goes alone".
+    QStringView aloneRule = {};
 };
 
 // One row per option: a new option, or a value form of an old one, is a row here and a line in
@@ -43,9 +46,11 @@ constexpr KnownOption kOptions[] = {
     {u"--help", Option::help, Takes::nothing},
     {u"-h", Option::help, Takes::nothing},
     {u"--version", Option::version, Takes::nothing},
-    {u"--explain", Option::explain, Takes::value, u"--explain needs a text"},
-    {u"--replay-detector", Option::replayDetector, Takes::value, u"--replay-detector needs a scenario file"},
-    {u"--autostart", Option::autostart, Takes::onOff},
+    {u"--explain", Option::explain, Takes::value, u"--explain needs a text",
+     u"--explain takes one text; put a text with spaces in quotes"},
+    {u"--replay-detector", Option::replayDetector, Takes::value, u"--replay-detector needs a scenario file",
+     u"--replay-detector takes one scenario file"},
+    {u"--autostart", Option::autostart, Takes::onOff, {}, u"--autostart goes alone: dialwise --autostart [on|off]"},
     {u"--quit", Option::quit, Takes::nothing},
     {u"--call-text", Option::callText, Takes::value, u"--call-text needs a text"},
     {u"--call-selection", Option::callSelection, Takes::nothing},
@@ -93,16 +98,9 @@ bool isCommand(Option option)
 // Why nothing else may come with a command, in the words of its own usage line.
 QString aloneRule(const GivenOption &command)
 {
-    switch (command.known->option) {
-    case Option::explain:
-        return QStringLiteral("--explain takes one text; put a text with spaces in quotes");
-    case Option::replayDetector:
-        return QStringLiteral("--replay-detector takes one scenario file");
-    case Option::autostart:
-        return QStringLiteral("--autostart goes alone: dialwise --autostart [on|off]");
-    default:
-        return command.spelled + QStringLiteral(" goes alone");
-    }
+    if (!command.known->aloneRule.isEmpty())
+        return command.known->aloneRule.toString();
+    return command.spelled + QStringLiteral(" goes alone");
 }
 
 QString quoted(const QString &argument)

@@ -44,6 +44,22 @@ int forwardToWinner(const dialwise::LaunchRequest &request)
     return 1;
 }
 
+// The bus frees every name of a connection that is gone. When the bus itself is gone the
+// session has ended (logging out takes it down first): Dialwise ends with it, as it would from
+// its menu, rather than linger in a session nobody can reach. A bus that still runs and only
+// dropped this connection leaves Dialwise running alone.
+void reportLostBus(dialwise::BusConnectionGuard::Loss loss)
+{
+    if (loss == dialwise::BusConnectionGuard::Loss::busGone) {
+        dialwise::printText(QStringLiteral("dialwise: the D-Bus session bus has gone away (the session ended); quitting\n"),
+                            stderr);
+        QCoreApplication::quit();
+        return;
+    }
+    dialwise::printFailure(QStringLiteral("lost the D-Bus session bus: the name " DIALWISE_APP_ID
+                                          " is released, links and other programs can no longer reach this Dialwise"));
+}
+
 } // namespace
 
 extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc, char **argv,
@@ -89,9 +105,7 @@ extern "C" __attribute__((visibility("default"))) int dialwise_gui_main(int argc
     // Set up before the name is taken, so that no request meets the connection unprepared.
     std::unique_ptr<dialwise::BusConnectionGuard> busGuard;
     if (bus.isConnected())
-        busGuard = std::make_unique<dialwise::BusConnectionGuard>(bus, [](const QString &message) {
-            dialwise::printFailure(message);
-        });
+        busGuard = std::make_unique<dialwise::BusConnectionGuard>(bus, reportLostBus);
     if (!bus.isConnected()) {
         dialwise::printFailure(QStringLiteral("no D-Bus session bus; running alone, so links and other programs cannot reach "
                                   "this Dialwise"));

@@ -152,17 +152,24 @@ void *openModule(const char *fileName, std::string *error)
     return nullptr;
 }
 
+// The entry point of a module; null, with the reason on stderr, when it cannot be loaded.
+// what: the module as the message names it.
+void *moduleEntry(const char *fileName, const char *symbol, const char *what)
+{
+    std::string error;
+    void *module = openModule(fileName, &error);
+    void *entry = module ? dlsym(module, symbol) : nullptr;
+    if (!entry)
+        std::fprintf(stderr, "dialwise: cannot load %s: %s\n", what, module ? dlerror() : error.c_str());
+    return entry;
+}
+
 // The detector and libphonenumber come with their module, so that no other command loads them.
 int replayDetectorCommand(const QString &scenario)
 {
-    std::string error;
-    void *module = openModule(dialwise::kReplayModuleFileName, &error);
-    auto entry = module ? reinterpret_cast<DialwiseReplayMain>(dlsym(module, dialwise::kReplayEntrySymbol)) : nullptr;
-    if (!entry) {
-        std::fprintf(stderr, "dialwise: cannot load the detector replay: %s\n", module ? dlerror() : error.c_str());
-        return 1;
-    }
-    return entry(scenario.toLocal8Bit().constData());
+    auto entry = reinterpret_cast<DialwiseReplayMain>(
+        moduleEntry(dialwise::kReplayModuleFileName, dialwise::kReplayEntrySymbol, "the detector replay"));
+    return entry ? entry(scenario.toLocal8Bit().constData()) : 1;
 }
 
 // Without a display Qt would abort while loading its platform plugin; say why instead. A
@@ -187,14 +194,9 @@ int becomeDialwise(int argc, char **argv, const dialwise::LaunchRequest &request
         dialwise::printFailure(*problem);
         return 1;
     }
-    std::string error;
-    void *module = openModule(dialwise::kGuiModuleFileName, &error);
-    auto entry = module ? reinterpret_cast<DialwiseGuiMain>(dlsym(module, dialwise::kGuiEntrySymbol)) : nullptr;
-    if (!entry) {
-        std::fprintf(stderr, "dialwise: cannot load the window: %s\n", module ? dlerror() : error.c_str());
-        return 1;
-    }
-    return entry(argc, argv, &request);
+    auto entry = reinterpret_cast<DialwiseGuiMain>(
+        moduleEntry(dialwise::kGuiModuleFileName, dialwise::kGuiEntrySymbol, "the window"));
+    return entry ? entry(argc, argv, &request) : 1;
 }
 
 } // namespace

@@ -8,7 +8,9 @@
 #include <unicode/uchar.h>
 #include <unicode/utext.h>
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <string_view>
@@ -204,47 +206,44 @@ int hexValue(char c)
     return -1;
 }
 
+// The well-formed UTF-8 sequences of more than one byte, by lead byte: how many bytes follow
+// and the range of the first of them (the others are always 80..BF). The narrower ranges are
+// what rules out overlong forms (E0, F0), surrogates (ED) and code points above U+10FFFF (F4).
+struct Utf8Lead
+{
+    unsigned char first;
+    unsigned char last;
+    int following;
+    unsigned char low;
+    unsigned char high;
+};
+constexpr Utf8Lead kUtf8Leads[] = {
+    {0xC2, 0xDF, 1, 0x80, 0xBF}, {0xE0, 0xE0, 2, 0xA0, 0xBF}, {0xE1, 0xEC, 2, 0x80, 0xBF},
+    {0xED, 0xED, 2, 0x80, 0x9F}, {0xEE, 0xEF, 2, 0x80, 0xBF}, {0xF0, 0xF0, 3, 0x90, 0xBF},
+    {0xF1, 0xF3, 3, 0x80, 0xBF}, {0xF4, 0xF4, 3, 0x80, 0x8F},
+};
+
 // Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool isValidUtf8(const QByteArray &bytes)
 {
     const auto *p = reinterpret_cast<const unsigned char *>(bytes.constData());
     const qsizetype n = bytes.size();
     for (qsizetype i = 0; i < n;) {
-        const unsigned char b = p[i];
-        if (b < 0x80) {
+        if (p[i] < 0x80) {
             ++i;
             continue;
         }
-        qsizetype extra = 0;
-        unsigned char low = 0x80;
-        unsigned char high = 0xBF;
-        if (b >= 0xC2 && b <= 0xDF) {
-            extra = 1;
-        } else if (b >= 0xE0 && b <= 0xEF) {
-            extra = 2;
-            if (b == 0xE0)
-                low = 0xA0;
-            else if (b == 0xED)
-                high = 0x9F;
-        } else if (b >= 0xF0 && b <= 0xF4) {
-            extra = 3;
-            if (b == 0xF0)
-                low = 0x90;
-            else if (b == 0xF4)
-                high = 0x8F;
-        } else {
+        const auto lead = std::find_if(std::begin(kUtf8Leads), std::end(kUtf8Leads),
+                                       [b = p[i]](const Utf8Lead &entry) { return b >= entry.first && b <= entry.last; });
+        if (lead == std::end(kUtf8Leads) || i + lead->following >= n)
             return false;
-        }
-        if (i + extra >= n)
+        if (p[i + 1] < lead->low || p[i + 1] > lead->high)
             return false;
-        for (qsizetype k = 1; k <= extra; ++k) {
-            const unsigned char c = p[i + k];
-            const unsigned char lo = (k == 1) ? low : 0x80;
-            const unsigned char hi = (k == 1) ? high : 0xBF;
-            if (c < lo || c > hi)
+        for (qsizetype k = 2; k <= lead->following; ++k) {
+            if (p[i + k] < 0x80 || p[i + k] > 0xBF)
                 return false;
         }
-        i += extra + 1;
+        i += lead->following + 1;
     }
     return true;
 }

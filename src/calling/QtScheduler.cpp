@@ -70,16 +70,6 @@ private:
 
 } // namespace
 
-std::shared_ptr<ScheduledTask> QtScheduler::runOnce(Duration delay, QObject *target, Action action)
-{
-    return schedule(delay, false, target, std::move(action));
-}
-
-std::shared_ptr<ScheduledTask> QtScheduler::runRepeating(Duration interval, QObject *target, Action action)
-{
-    return schedule(interval, true, target, std::move(action));
-}
-
 std::shared_ptr<ScheduledTask> QtScheduler::schedule(Duration delay, bool repeating, QObject *target, Action action)
 {
     auto task = std::make_shared<TimerTask>(m_active, target);

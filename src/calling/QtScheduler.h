@@ -8,13 +8,12 @@ namespace dialwise {
 class QtScheduler final : public Scheduler
 {
 public:
-    std::shared_ptr<ScheduledTask> runOnce(Duration delay, QObject *target, Action action) override;
-    std::shared_ptr<ScheduledTask> runRepeating(Duration interval, QObject *target, Action action) override;
     int activeTaskCount() const override;
 
-private:
-    std::shared_ptr<ScheduledTask> schedule(Duration delay, bool repeating, QObject *target, Action action);
+protected:
+    std::shared_ptr<ScheduledTask> schedule(Duration delay, bool repeating, QObject *target, Action action) override;
 
+private:
     // Shared with every task so a count survives tasks outliving the scheduler and vice versa.
     std::shared_ptr<int> m_active = std::make_shared<int>(0);
 };

@@ -36,11 +36,22 @@ public:
     virtual ~Scheduler() = default;
 
     // Runs action once, delay from now, unless cancelled or target is destroyed first.
-    virtual std::shared_ptr<ScheduledTask> runOnce(Duration delay, QObject *target, Action action) = 0;
+    std::shared_ptr<ScheduledTask> runOnce(Duration delay, QObject *target, Action action)
+    {
+        return schedule(delay, false, target, std::move(action));
+    }
     // Runs action every interval until cancelled or target is destroyed.
-    virtual std::shared_ptr<ScheduledTask> runRepeating(Duration interval, QObject *target, Action action) = 0;
+    std::shared_ptr<ScheduledTask> runRepeating(Duration interval, QObject *target, Action action)
+    {
+        return schedule(interval, true, target, std::move(action));
+    }
     // Tasks that may still run. An idle Dialwise has none of its own.
     virtual int activeTaskCount() const = 0;
+
+protected:
+    // What each scheduler does its own way: run action delay from now and, when repeating, every
+    // delay after that. A task for a target that is already gone is handed out inactive.
+    virtual std::shared_ptr<ScheduledTask> schedule(Duration delay, bool repeating, QObject *target, Action action) = 0;
 };
 
 } // namespace dialwise

@@ -24,20 +24,10 @@ public:
     bool fired = false;
 };
 
-std::shared_ptr<ScheduledTask> VirtualScheduler::runOnce(Duration delay, QObject *target, Action action)
-{
-    return schedule(delay, Duration{0}, target, std::move(action));
-}
-
-std::shared_ptr<ScheduledTask> VirtualScheduler::runRepeating(Duration interval, QObject *target, Action action)
+std::shared_ptr<ScheduledTask> VirtualScheduler::schedule(Duration delay, bool repeating, QObject *target, Action action)
 {
     // A zero interval would run for ever at one instant; one virtual millisecond is the least step.
-    return schedule(interval, std::max(interval, Duration{1}), target, std::move(action));
-}
-
-std::shared_ptr<ScheduledTask> VirtualScheduler::schedule(Duration delay, Duration interval, QObject *target,
-                                                          Action action)
-{
+    const Duration interval = repeating ? std::max(delay, Duration{1}) : Duration{0};
     auto task = std::make_shared<Task>(target, interval, std::move(action));
     if (!target)
         task->cancel();

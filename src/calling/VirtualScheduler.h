@@ -17,8 +17,6 @@ namespace dialwise {
 class VirtualScheduler final : public Scheduler
 {
 public:
-    std::shared_ptr<ScheduledTask> runOnce(Duration delay, QObject *target, Action action) override;
-    std::shared_ptr<ScheduledTask> runRepeating(Duration interval, QObject *target, Action action) override;
     int activeTaskCount() const override;
 
     // Virtual time since this scheduler was made.
@@ -30,11 +28,13 @@ public:
     // The instant of the next task that may still run, if any.
     std::optional<Duration> nextDue() const;
 
+protected:
+    std::shared_ptr<ScheduledTask> schedule(Duration delay, bool repeating, QObject *target, Action action) override;
+
 private:
     class Task;
     using Queue = std::multimap<std::pair<Duration, std::uint64_t>, std::shared_ptr<Task>>;
 
-    std::shared_ptr<ScheduledTask> schedule(Duration delay, Duration interval, QObject *target, Action action);
     void prune() const;
 
     Duration m_now{0};

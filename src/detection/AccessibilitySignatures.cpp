@@ -12,11 +12,6 @@ namespace {
 // ordinary window (which the size test should have kept out anyway) bounded.
 constexpr int kTreeSearchMaxDepth = 12;
 
-// The popup's size, as in the window-list search: bigger than a tooltip, smaller than a window.
-constexpr double kPopupMinWidth = 100;
-constexpr double kPopupMaxWidth = 500;
-constexpr double kPopupMinHeight = 80;
-constexpr double kPopupMaxHeight = 400;
 // How far (in points, per axis) an element may sit from the new window that made it a suspect;
 // popups are drawn with shadows and insets, so their element rarely matches the window exactly.
 constexpr double kExpectedPositionTolerance = 30;
@@ -137,8 +132,7 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanAXAttribu
             + QStringLiteral(" size=") + detectortext::number(size.width()) + u'x' + detectortext::number(size.height())
             + QStringLiteral(" pos=") + detectortext::number(position.x()) + u',' + detectortext::number(position.y()));
 
-        const bool sizeFits = size.width() > kPopupMinWidth && size.width() < kPopupMaxWidth
-            && size.height() > kPopupMinHeight && size.height() < kPopupMaxHeight;
+        const bool sizeFits = hasPopupSize(size);
         const bool positionFits = expectedFrame
             && std::abs(position.x() - expectedFrame->x()) < kExpectedPositionTolerance
             && std::abs(position.y() - expectedFrame->y()) < kExpectedPositionTolerance;

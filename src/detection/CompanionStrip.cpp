@@ -39,21 +39,23 @@ void DataDetectorMonitor::showCompanionPanel(const QRectF &popupFrame, const QSt
     log(QStringLiteral("  [Panel] Showing at NS frame ") + detectortext::frame(frame) + QStringLiteral(" (overlap ")
         + detectortext::number(kStripOverlap) + QStringLiteral("px) for phone '") + phoneNumber + u'\'');
 
+    showStrip(placement, phoneNumber, &DataDetectorMonitor::isDDPopupStillVisible,
+              QStringLiteral("  [Panel] DD popup dismissed, removing companion"));
+}
+
+void DataDetectorMonitor::showStrip(const StripPlacement &placement, const QString &phoneNumber,
+                                    bool (DataDetectorMonitor::*stillThere)(), const QString &goneLine)
+{
     companionPanel = m_services.platform.panelView->showPanel(placement, phoneNumber, [self = QPointer(this)] {
         if (self)
             self->companionItemClicked();
     });
-
-    if (pollTimer)
-        pollTimer->cancel();
-    pollTimer = m_services.scheduler->runRepeating(strip::kPollInterval, this, [this] {
-        if (!isDDPopupStillVisible()) {
-            log(QStringLiteral("  [Panel] DD popup dismissed, removing companion"));
+    pollTimer = m_services.scheduler->runRepeating(strip::kPollInterval, this, [this, stillThere, goneLine] {
+        if (!(this->*stillThere)()) {
+            log(goneLine);
             dismissCompanionPanel();
         }
     });
-    if (dismissTimer)
-        dismissTimer->cancel();
     dismissTimer = m_services.scheduler->runOnce(strip::kDismissAfter, this, [this] { dismissCompanionPanel(); });
 }
 

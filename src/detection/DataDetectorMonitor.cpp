@@ -32,13 +32,6 @@ constexpr std::chrono::milliseconds kScanAttemptDelays[] = {300ms, 600ms, 1000ms
 // The attempt that, finding nothing, reports the click as unanswered.
 constexpr qint64 kLastScanAttempt = 4;
 
-// A popup is bigger than a tooltip and smaller than any ordinary window; the window-list search
-// only looks inside windows of that size, to keep the slow accessibility reads few.
-constexpr double kPopupMinWidth = 100;
-constexpr double kPopupMaxWidth = 500;
-constexpr double kPopupMinHeight = 80;
-constexpr double kPopupMaxHeight = 400;
-
 QString timeOfDay(const QDateTime &now)
 {
     // Medium time style in the user's locale: the time of day with seconds, as the desktop
@@ -252,6 +245,11 @@ void DataDetectorMonitor::performScan()
 
 // --- Window-based strategies -------------------------------------------------------------------
 
+bool DataDetectorMonitor::hasPopupSize(const QSizeF &size)
+{
+    return size.width() > 100 && size.width() < 500 && size.height() > 80 && size.height() < 400;
+}
+
 std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanNewWindows()
 {
     const std::optional<QList<WindowInfo>> windows = m_services.platform.windowList->onScreenWindows();
@@ -281,8 +279,7 @@ std::optional<DataDetectorMonitor::PopupInfo> DataDetectorMonitor::scanNewWindow
 
         // Layer and owner are deliberately not filtered: popups come on several layers and from
         // whichever process the desktop uses to draw them.
-        if (frame.width() > kPopupMinWidth && frame.width() < kPopupMaxWidth && frame.height() > kPopupMinHeight
-            && frame.height() < kPopupMaxHeight)
+        if (hasPopupSize(frame.size()))
             candidates.append({frame, window.ownerPid, owner, window.id});
     }
 

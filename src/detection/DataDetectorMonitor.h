@@ -148,8 +148,17 @@ public:
     std::unique_ptr<QFile> logFile;
 
 private:
+    // A popup is bigger than a tooltip and smaller than any ordinary window: the window-list
+    // search looks only inside windows of that size, to keep the slow accessibility reads few,
+    // and the tree search takes an element of that size for the popup itself.
+    static bool hasPopupSize(const QSizeF &size);
+
     void handleClick();
     void runScanAttempt();
+    // Shows the strip and keeps it while stillThere() holds, asked at every poll, and no longer
+    // than the strip's dismissal time; goneLine is logged when a poll finds it no longer there.
+    void showStrip(const StripPlacement &placement, const QString &phoneNumber, bool (DataDetectorMonitor::*stillThere)(),
+                   const QString &goneLine);
 
     // The number a text strip is under, while it is shown; kept no longer than the strip.
     struct ShownTextNumber

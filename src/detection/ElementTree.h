@@ -9,6 +9,8 @@
 #include <QString>
 #include <QStringView>
 
+#include <array>
+#include <cstddef>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -33,29 +35,35 @@ enum class Attribute {
     parent,
 };
 
-inline constexpr Attribute kAttributes[] = {
-    Attribute::role,     Attribute::subrole,         Attribute::roleDescription, Attribute::title,  Attribute::description,
-    Attribute::value,    Attribute::help,            Attribute::position,        Attribute::size,   Attribute::children,
-    Attribute::visibleChildren, Attribute::windows, Attribute::parent,
+// Each attribute with its name in the detector's log lines and in recorded scenarios: "AXRole",
+// "AXTitle". One list, so that no attribute can be read without a name.
+struct AttributeName
+{
+    Attribute attribute;
+    QStringView name;
+};
+inline constexpr AttributeName kAttributeNames[] = {
+    {Attribute::role, u"AXRole"},               {Attribute::subrole, u"AXSubrole"},
+    {Attribute::roleDescription, u"AXRoleDescription"},
+    {Attribute::title, u"AXTitle"},             {Attribute::description, u"AXDescription"},
+    {Attribute::value, u"AXValue"},             {Attribute::help, u"AXHelp"},
+    {Attribute::position, u"AXPosition"},       {Attribute::size, u"AXSize"},
+    {Attribute::children, u"AXChildren"},       {Attribute::visibleChildren, u"AXVisibleChildren"},
+    {Attribute::windows, u"AXWindows"},         {Attribute::parent, u"AXParent"},
 };
 
-// An attribute's name in the detector's log lines and in recorded scenarios: "AXRole", "AXTitle".
+inline constexpr auto kAttributes = [] {
+    std::array<Attribute, std::size(kAttributeNames)> attributes{};
+    for (std::size_t i = 0; i < attributes.size(); ++i)
+        attributes[i] = kAttributeNames[i].attribute;
+    return attributes;
+}();
+
 constexpr QStringView attributeName(Attribute attribute)
 {
-    switch (attribute) {
-    case Attribute::role: return u"AXRole";
-    case Attribute::subrole: return u"AXSubrole";
-    case Attribute::roleDescription: return u"AXRoleDescription";
-    case Attribute::title: return u"AXTitle";
-    case Attribute::description: return u"AXDescription";
-    case Attribute::value: return u"AXValue";
-    case Attribute::help: return u"AXHelp";
-    case Attribute::position: return u"AXPosition";
-    case Attribute::size: return u"AXSize";
-    case Attribute::children: return u"AXChildren";
-    case Attribute::visibleChildren: return u"AXVisibleChildren";
-    case Attribute::windows: return u"AXWindows";
-    case Attribute::parent: return u"AXParent";
+    for (const AttributeName &entry : kAttributeNames) {
+        if (entry.attribute == attribute)
+            return entry.name;
     }
     return u"";
 }

@@ -8,8 +8,6 @@
 #include "detection/DetectorText.h"
 #include "detection/StripTiming.h"
 
-#include <QPointer>
-
 #include <chrono>
 #include <cmath>
 
@@ -96,18 +94,8 @@ void DataDetectorMonitor::showTextCompanion(const ElementHandle &element, const 
     log(QStringLiteral("  [Panel] Showing under the number at NS frame ")
         + detectortext::frame(placement.bottomLeftFrame(*screenHeight)) + QStringLiteral(" for phone '")
         + number.number + u'\'');
-    companionPanel = m_services.platform.panelView->showPanel(placement, number.number, [self = QPointer(this)] {
-        if (self)
-            self->companionItemClicked();
-    });
-
-    pollTimer = m_services.scheduler->runRepeating(strip::kPollInterval, this, [this] {
-        if (!isClickedNumberStillShown()) {
-            log(QStringLiteral("  [Panel] Number moved or gone, removing companion"));
-            dismissCompanionPanel();
-        }
-    });
-    dismissTimer = m_services.scheduler->runOnce(strip::kDismissAfter, this, [this] { dismissCompanionPanel(); });
+    showStrip(placement, number.number, &DataDetectorMonitor::isClickedNumberStillShown,
+              QStringLiteral("  [Panel] Number moved or gone, removing companion"));
 }
 
 bool DataDetectorMonitor::isClickedNumberStillShown()

@@ -50,20 +50,39 @@ static void initWebcallResources()
 namespace dialwise {
 namespace {
 
-constexpr int kWindowWidth = 420;
-constexpr int kWindowHeight = 750;
-constexpr int kMinimumWidth = 360;
-constexpr int kMinimumHeight = 500;
+constexpr QSize kWindowSize(420, 750);
+constexpr QSize kMinimumSize(360, 500);
 
-// Toolbar geometry, in pixels: a 52-high strip with 28-high controls centred in it.
-constexpr int kToolbarHeight = 52;
-constexpr int kControlHeight = 28;
-constexpr int kEdgeMargin = 8;       // toolbar edge to back button, and call button to edge
-constexpr int kNavigationWidth = 28; // back and forward buttons
-constexpr int kNavigationGap = 2;    // back to forward
-constexpr int kFieldGap = 8;         // forward to phone field
-constexpr int kCallGap = 6;          // phone field to call button; also spinner to call button
-constexpr int kCallWidth = 60;
+// Where the toolbar's controls go at a given toolbar width. Placed by hand rather than by a
+// layout: every edge is fixed relative to another and the field takes what is left.
+struct ToolbarLayout
+{
+    // In pixels: a 52-high strip with 28-high controls centred in it.
+    static constexpr int kHeight = 52;
+    static constexpr int kControlHeight = 28;
+    static constexpr int kEdgeMargin = 8;       // toolbar edge to back button, and call button to edge
+    static constexpr int kNavigationWidth = 28; // back and forward buttons
+    static constexpr int kNavigationGap = 2;    // back to forward
+    static constexpr int kFieldGap = 8;         // forward to phone field
+    static constexpr int kCallGap = 6;          // phone field to call button; also spinner to call button
+    static constexpr int kCallWidth = 60;
+
+    explicit ToolbarLayout(int width)
+        : back(kEdgeMargin, top(), kNavigationWidth, kControlHeight)
+        , forward(back.right() + 1 + kNavigationGap, top(), kNavigationWidth, kControlHeight)
+        , call(width - kEdgeMargin - kCallWidth, top(), kCallWidth, kControlHeight)
+    {
+        const int fieldLeft = forward.right() + 1 + kFieldGap;
+        field = QRect(fieldLeft, top(), std::max(0, call.left() - kCallGap - fieldLeft), kControlHeight);
+    }
+
+    static constexpr int top() { return (kHeight - kControlHeight) / 2; }
+
+    QRect back;
+    QRect forward;
+    QRect call;
+    QRect field;
+};
 
 constexpr int kFieldPointSize = 14;
 constexpr int kCallPointSize = 13;
@@ -108,8 +127,8 @@ QFont phoneFieldFont()
 // The width the field's text has at the window's default size.
 int defaultFieldTextWidth()
 {
-    const int field = kWindowWidth - (kEdgeMargin + kNavigationWidth + kNavigationGap + kNavigationWidth + kFieldGap)
-        - (kCallGap + kCallWidth + kEdgeMargin);
+    // The toolbar spans the window.
+    const int field = ToolbarLayout(kWindowSize.width()).field.width();
     return field - 2 * (kFieldBorder + kFieldPadding + kLineEditTextInset) - kSpinnerReserve;
 }
 
@@ -135,6 +154,18 @@ QIcon navigationIcon(const QString &themeName)
     return QIcon::fromTheme(themeName, QIcon(QStringLiteral(":/webcall/icons/%1.svg").arg(themeName)));
 }
 
+// Shows a top-level window in front of other programs' windows, with the keyboard focus, even
+// when the request came from another program (a tel: link clicked in a browser).
+void showInFront(QWidget *window)
+{
+    if (window->isMinimized())
+        window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->show();
+    window->raise();
+    window->activateWindow();
+    requestActivation(window->winId());
+}
+
 } // namespace
 
 GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, Scheduler &scheduler, QWebEngineProfile *profile,
@@ -151,8 +182,8 @@ GoogleVoiceWindow::GoogleVoiceWindow(CallManager &callManager, Scheduler &schedu
         m_profile = createPersistentVoiceProfile(this);
 
     setWindowTitle(QStringLiteral("Dialwise"));
-    resize(kWindowWidth, kWindowHeight);
-    setMinimumSize(kMinimumWidth, kMinimumHeight);
+    resize(kWindowSize);
+    setMinimumSize(kMinimumSize);
     if (const QScreen *screen = QGuiApplication::primaryScreen()) {
         QRect frame(QPoint(), size());
         frame.moveCenter(screen->availableGeometry().center());
@@ -187,7 +218,7 @@ void GoogleVoiceWindow::setupUI()
 
     m_toolbar = new QWidget(this);
     m_toolbar->setObjectName(QStringLiteral("toolbar"));
-    m_toolbar->setFixedHeight(kToolbarHeight);
+    m_toolbar->setFixedHeight(ToolbarLayout::kHeight);
     m_toolbar->setAttribute(Qt::WA_StyledBackground);
     m_toolbar->setStyleSheet(QStringLiteral("#toolbar { background: #f3f3f3; border-bottom: 1px solid #d6d6d6; }"));
     m_toolbar->installEventFilter(this);
@@ -305,25 +336,19 @@ bool GoogleVoiceWindow::eventFilter(QObject *watched, QEvent *event)
 
 void GoogleVoiceWindow::layoutToolbar()
 {
-    // Placed by hand rather than by a layout: every edge is fixed relative to another, the
-    // field takes what is left, and the spinner deliberately overlaps the field's right end.
-    const int width = m_toolbar->width();
-    const int top = (kToolbarHeight - kControlHeight) / 2;
-    const QRect back(kEdgeMargin, top, kNavigationWidth, kControlHeight);
-    const QRect forward(back.right() + 1 + kNavigationGap, top, kNavigationWidth, kControlHeight);
-    const QRect call(width - kEdgeMargin - kCallWidth, top, kCallWidth, kControlHeight);
-    const int fieldLeft = forward.right() + 1 + kFieldGap;
-    const QRect field(fieldLeft, top, std::max(0, call.left() - kCallGap - fieldLeft), kControlHeight);
-    m_backButton->setGeometry(back);
-    m_forwardButton->setGeometry(forward);
-    m_phoneField->setGeometry(field);
-    m_callButton->setGeometry(call);
-    // The spinner's right edge is the field's; it draws left of the field's border and padding
-    // (its right margin), so the border stays whole and so does the spinner.
+    const ToolbarLayout layout(m_toolbar->width());
+    m_backButton->setGeometry(layout.back);
+    m_forwardButton->setGeometry(layout.forward);
+    m_phoneField->setGeometry(layout.field);
+    m_callButton->setGeometry(layout.call);
+    // The spinner deliberately overlaps the field's right end: its right edge is the field's; it
+    // draws left of the field's border and padding (its right margin), so the border stays whole
+    // and so does the spinner.
     m_spinner->setContentsMargins(0, 0, kFieldBorder + kFieldPadding, 0);
     const QSize spin = m_spinner->sizeHint();
     m_spinner->setFixedSize(spin);
-    m_spinner->move(call.left() - kCallGap - spin.width(), (kToolbarHeight - spin.height()) / 2);
+    m_spinner->move(layout.call.left() - ToolbarLayout::kCallGap - spin.width(),
+                    (ToolbarLayout::kHeight - spin.height()) / 2);
 }
 
 void GoogleVoiceWindow::loadGoogleVoice()
@@ -455,7 +480,7 @@ void GoogleVoiceWindow::openDeveloperTools()
     }
     if (m_webView->lastContextMenuRequest())
         m_webView->page()->triggerAction(QWebEnginePage::InspectElement);
-    bringToFront(m_developerTools);
+    showInFront(m_developerTools);
 }
 
 void GoogleVoiceWindow::closeEvent(QCloseEvent *event)
@@ -467,7 +492,7 @@ void GoogleVoiceWindow::closeEvent(QCloseEvent *event)
 
 void GoogleVoiceWindow::showAndActivate()
 {
-    bringToFront(this);
+    showInFront(this);
 }
 
 void GoogleVoiceWindow::showAndCall(const QString &number)

@@ -68,33 +68,34 @@ void VoicePage::onNewWindowRequested(QWebEngineNewWindowRequest &request)
 
 void VoicePage::onFeaturePermissionRequested(const QUrl &securityOrigin, Feature feature)
 {
+    bool allowed = false;
+    const char *asked = nullptr; // what was asked for, in the refusal's words
     switch (feature) {
     case MediaAudioCapture:
     case MediaVideoCapture:
     case MediaAudioVideoCapture:
         // The web app needs the microphone (and the camera for video) for calls; the user chose
         // to run it in Dialwise, so the page in the view gets them without a prompt.
-        if (m_policy.mayCapture(securityOrigin, url())) {
-            setFeaturePermission(securityOrigin, feature, PermissionGrantedByUser);
-            return;
-        }
-        qCWarning(lcVoicePage).noquote() << "refused media capture to" << NavigationPolicy::shortened(securityOrigin)
-                                         << "in" << NavigationPolicy::shortened(url());
+        asked = "media capture";
+        allowed = m_policy.mayCapture(securityOrigin, url());
         break;
     case Notifications:
         // Incoming calls and messages are announced through notifications, and Dialwise is
         // mostly hidden: without them a ringing call would go unseen. There is no prompt to
         // show either, so the web app gets them as a browser tab the user allowed would.
-        if (m_policy.mayNotify(securityOrigin, url())) {
-            setFeaturePermission(securityOrigin, feature, PermissionGrantedByUser);
-            return;
-        }
-        qCWarning(lcVoicePage).noquote() << "refused notifications to" << NavigationPolicy::shortened(securityOrigin)
-                                         << "in" << NavigationPolicy::shortened(url());
+        asked = "notifications";
+        allowed = m_policy.mayNotify(securityOrigin, url());
         break;
     default:
         break;
     }
+    if (allowed) {
+        setFeaturePermission(securityOrigin, feature, PermissionGrantedByUser);
+        return;
+    }
+    if (asked)
+        qCWarning(lcVoicePage).noquote() << "refused" << asked << "to" << NavigationPolicy::shortened(securityOrigin)
+                                         << "in" << NavigationPolicy::shortened(url());
     // Answered, so that the page's promise settles instead of waiting for ever.
     setFeaturePermission(securityOrigin, feature, PermissionDeniedByUser);
 }

@@ -192,7 +192,7 @@ std::unique_ptr<Panel> CompanionPanelView::showPanel(const StripPlacement &place
                            qRound(placement.width > 0 ? placement.width * ratio : popupFrame.width()),
                            qRound(placement.height * ratio));
         }
-        m_devicePlacement(panel, device);
+        m_devicePlacement(panel->winId(), device);
     }
     // Above whatever popup or menu was mapped before it.
     panel->raise();

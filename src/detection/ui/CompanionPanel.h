@@ -57,7 +57,7 @@ class CompanionPanelView final : public PanelView
 {
 public:
     // Puts a shown strip at exactly a device-pixel rectangle; false when this desktop cannot.
-    using DevicePlacement = std::function<bool(QWidget *strip, const QRect &deviceRect)>;
+    using DevicePlacement = std::function<bool(WId strip, const QRect &deviceRect)>;
 
     // Without a device placement the strip goes where Qt's whole logical pixels can put it: on a
     // 2x monitor that is the nearest even device pixel.

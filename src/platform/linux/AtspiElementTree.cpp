@@ -616,48 +616,33 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
     if (!m_x11 || !connected())
         return kCannotComplete;
     // The topmost X window at the point says which program to ask.
-    const auto topLevels = m_x11->viewableTopLevels();
-    if (!topLevels)
-        return kCannotComplete;
-    const X11Connection::TopLevel *hit = nullptr;
-    for (const X11Connection::TopLevel &topLevel : *topLevels) {
-        if (contains(QRectF(topLevel.bounds), x, y)) {
-            hit = &topLevel;
-            break;
-        }
-    }
-    if (!hit) {
+    WindowAt hit;
+    if (const int found = windowAt(x, y, hit); found != kSuccess)
+        return found;
+    if (!hit.client) {
         qCDebug(lcAtspi) << "element at" << x << y << ": no X window there";
         return kSuccess;
     }
-    const unsigned long client = m_x11->clientWindow(hit->window);
-    const QRect windowBounds = m_x11->rootBounds(client).value_or(hit->bounds);
-    const qint64 pid = m_x11->pidOfWindow(client);
-    const ElementHandle application = applicationElement(pid);
-    if (!application) {
-        qCDebug(lcAtspi) << "element at" << x << y << ": window" << Qt::hex << client << Qt::dec << "of pid" << pid
-                         << "has no application on the accessibility bus";
+    if (!hit.application) {
+        qCDebug(lcAtspi) << "element at" << x << y << ": window" << Qt::hex << hit.client << Qt::dec << "of pid"
+                         << hit.pid << "has no application on the accessibility bus";
         return kSuccess;
     }
+    const QRect &windowBounds = hit.bounds;
 
     // The program's top-level accessible for that window: the one with the window's very
     // rectangle, else the first showing one that contains the point.
     AttributeValue windows;
-    int code = copyAttributeValue(application, Attribute::windows, windows);
+    int code = copyAttributeValue(hit.application, Attribute::windows, windows);
     if (code != kSuccess)
         return code;
     ElementHandle topLevel;
     ElementHandle containing;
     for (const ElementHandle &window : std::get<QList<ElementHandle>>(windows)) {
-        AttributeValue position, size;
-        if (copyAttributeValue(window, Attribute::position, position) != kSuccess ||
-            copyAttributeValue(window, Attribute::size, size) != kSuccess)
+        const std::optional<QRectF> extents = extentsOf(window);
+        if (!extents)
             continue;
-        const auto *origin = std::get_if<QPointF>(&position);
-        const auto *extent = std::get_if<QSizeF>(&size);
-        if (!origin || !extent)
-            continue;
-        const QRectF rect(*origin, *extent);
+        const QRectF rect = *extents;
         if (rect.toRect() == windowBounds) {
             topLevel = window;
             break;
@@ -679,7 +664,7 @@ int AtspiElementTree::copyElementAtPosition(float x, float y, ElementHandle &ele
     if (!topLevel)
         topLevel = containing;
     if (!topLevel) {
-        qCDebug(lcAtspi) << "element at" << x << y << ": none of pid" << pid << "'s"
+        qCDebug(lcAtspi) << "element at" << x << y << ": none of pid" << hit.pid << "'s"
                          << std::get<QList<ElementHandle>>(windows).size() << "windows is at" << windowBounds
                          << "or showing there";
         return kSuccess;
@@ -722,46 +707,36 @@ std::optional<QRectF> AtspiElementTree::extentsOf(const ElementHandle &element)
     return QRectF(*origin, *extent);
 }
 
-bool AtspiElementTree::hasText(const ElementHandle &element)
+int AtspiElementTree::windowAt(float x, float y, WindowAt &found)
 {
-    AtspiAccessible *accessible = unwrap(element);
-    if (!accessible)
-        return false;
-    Call call(*this, accessible);
-    if (call.refused())
-        return false;
-    call.what = u"Text";
-    AtspiText *text = call.ask([&] { return atspi_accessible_get_text_iface(accessible); });
-    if (text)
-        g_object_unref(text);
-    return text != nullptr;
+    found = {};
+    if (!m_x11)
+        return kCannotComplete;
+    const auto topLevels = m_x11->viewableTopLevels();
+    if (!topLevels)
+        return kCannotComplete;
+    const auto hit = std::find_if(topLevels->begin(), topLevels->end(), [x, y](const X11Connection::TopLevel &topLevel) {
+        return contains(QRectF(topLevel.bounds), x, y);
+    });
+    if (hit == topLevels->end())
+        return kSuccess;
+    found.client = m_x11->clientWindow(hit->window);
+    found.bounds = m_x11->rootBounds(found.client).value_or(hit->bounds);
+    found.pid = m_x11->pidOfWindow(found.client);
+    found.application = applicationElement(found.pid);
+    return kSuccess;
 }
 
 int AtspiElementTree::topLevelAt(float x, float y, ElementHandle &topLevel, double &scale)
 {
     topLevel = nullptr;
     scale = 1;
-    if (!m_x11)
-        return kCannotComplete;
-    const auto topLevels = m_x11->viewableTopLevels();
-    if (!topLevels)
-        return kCannotComplete;
-    const X11Connection::TopLevel *hit = nullptr;
-    for (const X11Connection::TopLevel &candidate : *topLevels) {
-        if (contains(QRectF(candidate.bounds), x, y)) {
-            hit = &candidate;
-            break;
-        }
-    }
-    if (!hit)
-        return kSuccess;
-    const unsigned long client = m_x11->clientWindow(hit->window);
-    const QRect windowBounds = m_x11->rootBounds(client).value_or(hit->bounds);
-    const ElementHandle application = applicationElement(m_x11->pidOfWindow(client));
-    if (!application)
-        return kSuccess;
+    WindowAt hit;
+    if (const int found = windowAt(x, y, hit); found != kSuccess || !hit.application)
+        return found;
+    const QRect &windowBounds = hit.bounds;
     AttributeValue windows;
-    const int code = copyAttributeValue(application, Attribute::windows, windows);
+    const int code = copyAttributeValue(hit.application, Attribute::windows, windows);
     if (code != kSuccess)
         return code;
     // The frame whose extents, times the program's scale, are the X window's rectangle: the ratio
@@ -912,6 +887,12 @@ int AtspiElementTree::askText(const ElementHandle &element, QStringView what, in
     work(call, accessible, text);
     g_object_unref(text);
     return call.result();
+}
+
+bool AtspiElementTree::hasText(const ElementHandle &element)
+{
+    // No answer counts as no text, as a program without the interface does.
+    return askText(element, u"Text", kAttributeUnsupported, [](Call &, AtspiAccessible *, AtspiText *) {}) == kSuccess;
 }
 
 int AtspiElementTree::copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts)

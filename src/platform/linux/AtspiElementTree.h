@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QList>
+#include <QRect>
 #include <QString>
 
 #include <chrono>
@@ -76,6 +77,17 @@ private:
     // Keeps the element's program on the accessibility bus (see the .cpp); takes an AtspiAccessible.
     void keepOnSharedBus(_AtspiAccessible *accessible);
     void orderFrontToBack(QList<ElementHandle> &windows);
+    // The topmost X window at a point: the window manager's client window (0 when no window is
+    // there), its rectangle in root coordinates, its process, and that program's application
+    // element (null when the program is not on the accessibility bus).
+    struct WindowAt
+    {
+        unsigned long client = 0;
+        QRect bounds;
+        qint64 pid = 0;
+        ElementHandle application;
+    };
+    int windowAt(float x, float y, WindowAt &found);
     // The program's top-level element for the topmost X window at a point, with the window's
     // device pixels per unit of the program's coordinates; null when there is none.
     int topLevelAt(float x, float y, ElementHandle &topLevel, double &scale);

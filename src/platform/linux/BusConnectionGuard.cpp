@@ -5,11 +5,23 @@
 
 #include <dbus/dbus.h>
 
-Q_LOGGING_CATEGORY(lcBusGuard, "dialwise.bus")
+Q_LOGGING_CATEGORY(lcBusGuard, "dialwise.bus", QtWarningMsg)
 
 namespace dialwise {
+namespace {
 
-BusConnectionGuard::BusConnectionGuard(QDBusConnection bus, std::function<void(const QString &)> onLost, QObject *parent)
+// A fresh connection to the session bus's address answers whether the bus is still there.
+bool sessionBusAnswers()
+{
+    static const QString name = QStringLiteral("dialwise-bus-probe");
+    const bool answers = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name).isConnected();
+    QDBusConnection::disconnectFromBus(name);
+    return answers;
+}
+
+} // namespace
+
+BusConnectionGuard::BusConnectionGuard(QDBusConnection bus, std::function<void(Loss)> onLost, QObject *parent)
     : QObject(parent)
     , m_bus(std::move(bus))
     , m_onLost(std::move(onLost))
@@ -33,12 +45,11 @@ void BusConnectionGuard::check()
         return;
     m_lost = true;
     m_timer->stop();
-    // The bus frees every name of a connection that is gone; this only has to be said.
-    const QString message = QStringLiteral("lost the D-Bus session bus: the name " DIALWISE_APP_ID
-                                           " is released, links and other programs can no longer reach this Dialwise");
-    qCWarning(lcBusGuard).noquote() << message;
+    const Loss loss = sessionBusAnswers() ? Loss::connectionDropped : Loss::busGone;
+    qCDebug(lcBusGuard) << "connection to the session bus closed;"
+                        << (loss == Loss::busGone ? "nothing answers at its address" : "the bus still answers");
     if (m_onLost)
-        m_onLost(message);
+        m_onLost(loss);
 }
 
 } // namespace dialwise

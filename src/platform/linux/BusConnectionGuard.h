@@ -2,7 +2,6 @@
 
 #include <QDBusConnection>
 #include <QObject>
-#include <QString>
 
 #include <functional>
 
@@ -12,12 +11,17 @@ namespace dialwise {
 
 // Keeps the running Dialwise's session-bus connection able to hear: sets libdbus up so that
 // no message, however large, can pause reading for good, and notices when the connection is
-// gone (the bus then frees Dialwise's name at once) so that the user is told.
+// gone (the bus then frees Dialwise's name at once), telling whether the bus itself went with it.
 class BusConnectionGuard final : public QObject
 {
     Q_OBJECT
 
 public:
+    enum class Loss {
+        connectionDropped, // the bus still takes new connections; only this one was closed
+        busGone,           // nothing answers at the session bus's address: the session has ended
+    };
+
     // libdbus stops reading a connection while the messages it has taken in but not yet freed
     // exceed this many bytes (63 MiB by default), and starts again when they are freed. QtDBus
     // frees them on the main thread, and from there it cannot switch its socket notifier back on
@@ -30,8 +34,8 @@ public:
     // seconds late costs nothing.
     static constexpr int kCheckIntervalMs = 2000;
 
-    // onLost: told once, with a sentence for the user, when the connection is gone.
-    BusConnectionGuard(QDBusConnection bus, std::function<void(const QString &)> onLost, QObject *parent = nullptr);
+    // onLost: told once, when the connection is gone.
+    BusConnectionGuard(QDBusConnection bus, std::function<void(Loss)> onLost, QObject *parent = nullptr);
 
     // The limit libdbus applies to this connection now, for tests.
     long queuedIncomingLimit() const;
@@ -40,7 +44,7 @@ private:
     void check();
 
     QDBusConnection m_bus;
-    std::function<void(const QString &)> m_onLost;
+    std::function<void(Loss)> m_onLost;
     QTimer *m_timer = nullptr;
     bool m_lost = false;
 };

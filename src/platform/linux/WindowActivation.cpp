@@ -1,9 +1,9 @@
 #include "platform/linux/WindowActivation.h"
 
+#include "platform/linux/QtXcbConnection.h"
+
 #include <QGuiApplication>
 #include <QLoggingCategory>
-#include <QPointer>
-#include <QWidget>
 #include <QWindow>
 
 #include <xcb/xcb.h>
@@ -20,18 +20,10 @@ namespace {
 // action", which window managers carry out without a focus-stealing check.
 constexpr quint32 kSourcePager = 2;
 
-xcb_connection_t *x11Connection()
+void sendActiveWindowRequest(xcb_window_t windowId)
 {
-    if (QGuiApplication::platformName() != u"xcb")
-        return nullptr;
-    auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? x11->connection() : nullptr;
-}
-
-void sendActiveWindowRequest(QWindow *window)
-{
-    xcb_connection_t *connection = x11Connection();
-    if (!connection || !window)
+    xcb_connection_t *connection = qtXcbConnection();
+    if (!connection)
         return;
     // Atoms live as long as the X server; one round trip per process is enough.
     static const xcb_atom_t activeWindow = [connection] {
@@ -45,7 +37,6 @@ void sendActiveWindowRequest(QWindow *window)
     }();
     if (activeWindow == XCB_ATOM_NONE)
         return;
-    const auto windowId = static_cast<xcb_window_t>(window->winId());
     xcb_window_t root = XCB_WINDOW_NONE;
     if (xcb_query_tree_reply_t *tree = xcb_query_tree_reply(connection, xcb_query_tree(connection, windowId), nullptr)) {
         root = tree->root;
@@ -85,31 +76,36 @@ public:
         auto *window = static_cast<QWindow *>(watched);
         if (event->type() == QEvent::Expose && window->isExposed()) {
             window->removeEventFilter(this);
-            sendActiveWindowRequest(window);
+            sendActiveWindowRequest(xcb_window_t(window->winId()));
             deleteLater();
         }
         return false;
     }
 };
 
+// This process's own window with that id, when it has one.
+QWindow *ownWindow(WId id)
+{
+    const QWindowList windows = QGuiApplication::allWindows();
+    for (QWindow *window : windows) {
+        // A window without a platform window has no id yet; asking for one would make it.
+        if (window->handle() && window->winId() == id)
+            return window;
+    }
+    return nullptr;
+}
+
 } // namespace
 
-void bringToFront(QWidget *window)
+void requestActivation(WId window)
 {
-    if (window->isMinimized())
-        window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
-    window->show();
-    window->raise();
-    window->activateWindow();
-    if (!x11Connection())
+    if (!qtXcbConnection() || !window)
         return;
-    QWindow *handle = window->windowHandle();
-    if (!handle)
-        return;
-    if (handle->isExposed())
-        sendActiveWindowRequest(handle);
-    else if (!handle->findChild<SendWhenExposed *>(QString(), Qt::FindDirectChildrenOnly))
-        new SendWhenExposed(handle);
+    QWindow *own = ownWindow(window);
+    if (!own || own->isExposed())
+        sendActiveWindowRequest(xcb_window_t(window));
+    else if (!own->findChild<SendWhenExposed *>(QString(), Qt::FindDirectChildrenOnly))
+        new SendWhenExposed(own);
 }
 
 } // namespace dialwise

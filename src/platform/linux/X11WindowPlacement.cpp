@@ -1,8 +1,8 @@
 #include "platform/linux/X11WindowPlacement.h"
 
-#include <QGuiApplication>
+#include "platform/linux/QtXcbConnection.h"
+
 #include <QRect>
-#include <QWidget>
 
 #include <xcb/xcb.h>
 
@@ -10,19 +10,15 @@
 
 namespace dialwise {
 
-bool placeInDevicePixels(QWidget *window, const QRect &deviceRect)
+bool placeInDevicePixels(WId window, const QRect &deviceRect)
 {
-    if (QGuiApplication::platformName() != u"xcb")
-        return false;
-    auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    xcb_connection_t *connection = x11 ? x11->connection() : nullptr;
+    xcb_connection_t *connection = qtXcbConnection();
     if (!connection || !window || deviceRect.isEmpty())
         return false;
-    const auto id = xcb_window_t(window->winId());
     // Signed position, unsigned size, as the protocol carries them.
     const uint32_t values[] = {uint32_t(int32_t(deviceRect.x())), uint32_t(int32_t(deviceRect.y())),
                                uint32_t(deviceRect.width()), uint32_t(deviceRect.height())};
-    xcb_configure_window(connection, id,
+    xcb_configure_window(connection, xcb_window_t(window),
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
                          values);
     xcb_flush(connection);
