@@ -8,18 +8,8 @@
 
 namespace dialwise {
 
-// One piece of deferred work handed out by a Scheduler. Dropping the handle does not cancel
-// the work: fire-and-forget callers (the detector's scan attempts) simply ignore it.
-class ScheduledTask
-{
-public:
-    virtual ~ScheduledTask() = default;
-    // No further runs. Harmless when the task already ran, was cancelled or lost its target.
-    virtual void cancel() = 0;
-    // True while the task may still run: a one-shot that has not fired, a repeating timer that
-    // has not been cancelled, and in both cases a target that still exists.
-    virtual bool isActive() const = 0;
-};
+// What runOnce and runRepeating hand out, declared below.
+class ScheduledTask;
 
 // Deferred work on the thread that owns the state, in place of bare timers, so that every timing
 // rule (the placeholder's 2 s, the 60 s load time-out, the detector's 0.3/0.6/1.0/1.5 s attempts,
@@ -52,6 +42,19 @@ protected:
     // What each scheduler does its own way: run action delay from now and, when repeating, every
     // delay after that. A task for a target that is already gone is handed out inactive.
     virtual std::shared_ptr<ScheduledTask> schedule(Duration delay, bool repeating, QObject *target, Action action) = 0;
+};
+
+// One piece of deferred work handed out by a Scheduler. Dropping the handle does not cancel
+// the work: fire-and-forget callers (the detector's scan attempts) simply ignore it.
+class ScheduledTask
+{
+public:
+    virtual ~ScheduledTask() = default;
+    // No further runs. Harmless when the task already ran, was cancelled or lost its target.
+    virtual void cancel() = 0;
+    // True while the task may still run: a one-shot that has not fired, a repeating timer that
+    // has not been cancelled, and in both cases a target that still exists.
+    virtual bool isActive() const = 0;
 };
 
 } // namespace dialwise

@@ -12,12 +12,9 @@
 // else looks at the environment.
 namespace dialwise::voice {
 
+// The base address, and what replaces it.
 inline constexpr char kDefaultBaseUrl[] = "https://voice.google.com";
 inline constexpr char kBaseUrlVariable[] = "DIALWISE_VOICE_URL";
-inline constexpr char kCallsPath[] = "/u/0/calls";
-// Text between the base address and the dial digits of a new call: a=nc, then an encoded "+".
-inline constexpr char kNewCallPathAndQuery[] = "/u/0/calls?a=nc,%2B";
-
 // https://voice.google.com
 QUrl defaultBaseUrl();
 // The web app's origin for this run: DIALWISE_VOICE_URL when it is a usable http(s) origin,
@@ -27,7 +24,11 @@ QUrl baseUrlFromEnvironment();
 std::optional<QUrl> parseBaseUrl(QStringView text);
 
 // The page the calling window opens: base + "/u/0/calls".
+inline constexpr char kCallsPath[] = "/u/0/calls";
 std::optional<QUrl> callsPageUrl(const QUrl &base);
+
+// Text between the base address and the dial digits of a new call: a=nc, then an encoded "+".
+inline constexpr char kNewCallPathAndQuery[] = "/u/0/calls?a=nc,%2B";
 // base + "/u/0/calls?a=nc,%2B" + digits. No value when the digits cannot stand in a URL as
 // they are (any character outside ASCII): the address is never rewritten behind the user's back.
 std::optional<QUrl> newCallUrl(const QUrl &base, QStringView dialDigits);

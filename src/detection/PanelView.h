@@ -8,15 +8,6 @@
 
 namespace dialwise {
 
-// One companion strip on screen.
-class Panel
-{
-public:
-    virtual ~Panel() = default;
-    // Takes the strip off the screen; its click action never runs afterwards. Harmless twice.
-    virtual void close() = 0;
-};
-
 // Where a strip goes: under popupFrame (top-left origin, device pixels, as the window list and the
 // element tree give it), exactly as wide, `height` points high, its top `overlap` points over the
 // popup's lower edge. Height and overlap are points, not pixels: the strip is drawn at the density
@@ -41,6 +32,15 @@ struct StripPlacement
                       width > 0 ? width : popupFrame.width(), height);
     }
     bool operator==(const StripPlacement &) const = default;
+};
+
+// One companion strip on screen.
+class Panel
+{
+public:
+    virtual ~Panel() = default;
+    // Takes the strip off the screen; its click action never runs afterwards. Harmless twice.
+    virtual void close() = 0;
 };
 
 // Makes the "Call with Dialwise" strip under a found popup.

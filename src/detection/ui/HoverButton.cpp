@@ -10,15 +10,19 @@
 namespace dialwise {
 namespace {
 
-// Text sizes of the popup's own rows, in pixels as the popup draws them: the action reads first,
-// the number a step quieter.
+// The popup's own rows, in pixels as the popup draws them: the action reads first, the number a
+// step quieter (smaller, and dimmer: readable, but clearly under the action; a little brighter
+// while the pointer is on the strip).
 constexpr int kTitlePixelSize = 13;
-constexpr int kNumberPixelSize = 11;
+struct SecondaryText
+{
+    int pixelSize;
+    qreal restingOpacity;
+    qreal hoveredOpacity;
+};
+constexpr SecondaryText kNumberText{11, 0.55, 0.8};
 constexpr int kIconSize = 12;
 constexpr qreal kCornerRadius = 4;
-// The number is secondary text: readable, but clearly under the action.
-constexpr qreal kSecondaryAlpha = 0.55;
-constexpr qreal kHoveredSecondaryAlpha = 0.8;
 
 QFont sizedFont(const QFont &base, int pixelSize)
 {
@@ -62,12 +66,12 @@ void HoverButton::rebuildTitle(bool hovered)
     m_hovered = hovered;
     if (hovered) {
         m_primary = Qt::white;
-        m_secondary = QColor(255, 255, 255, int(255 * kHoveredSecondaryAlpha));
+        m_secondary = QColor(255, 255, 255, int(255 * kNumberText.hoveredOpacity));
         m_background = palette().color(QPalette::Highlight);
     } else {
         m_primary = palette().color(QPalette::WindowText);
         m_secondary = m_primary;
-        m_secondary.setAlphaF(float(kSecondaryAlpha));
+        m_secondary.setAlphaF(float(kNumberText.restingOpacity));
         m_background = Qt::transparent;
     }
     setText(titlePieces().join(QString())); // for accessibility and size hints
@@ -98,7 +102,7 @@ void HoverButton::paintEvent(QPaintEvent *)
 
     // "  " + icon + "  Call with Dialwise" + "  number", on one baseline, from the left.
     const QFont titleFont = sizedFont(font(), kTitlePixelSize);
-    const QFont numberFont = sizedFont(font(), kNumberPixelSize);
+    const QFont numberFont = sizedFont(font(), kNumberText.pixelSize);
     const QFontMetricsF titleMetrics(titleFont);
     qreal x = titleMetrics.horizontalAdvance(QStringLiteral("  "));
     const qreal baseline = (height() + titleMetrics.ascent() - titleMetrics.descent()) / 2;

@@ -50,15 +50,16 @@ public:
     int copyElementAtPosition(float x, float y, ElementHandle &element) override;
     ElementHandle applicationElement(qint64 pid) override;
     bool isProcessTrusted(bool prompt) override;
+
+    // The text under a click. A program that has just laid out its page may answer "no character
+    // here" or an empty rectangle to the first ask (Firefox does); one more ask this much later
+    // gets the answer.
+    static constexpr std::chrono::milliseconds kFirstAskRetry{20};
     int copyTextElementAtPosition(float x, float y, ElementHandle &element) override;
     int copyTextFacts(const ElementHandle &element, std::optional<TextFacts> &facts) override;
     int copyOffsetAtPosition(const ElementHandle &element, float x, float y, int &offset) override;
     int copyText(const ElementHandle &element, const TextSpan &span, QString &text) override;
     int copyRangeExtents(const ElementHandle &element, const TextSpan &span, QRectF &bounds) override;
-
-    // A program that has just laid out its page may answer "no character here" or an empty
-    // rectangle to the first ask (Firefox does); one more ask this much later gets the answer.
-    static constexpr std::chrono::milliseconds kFirstAskRetry{20};
 
     // The role names the detector uses for an AT-SPI role name: window, frame and dialog are
     // "AXWindow", popup menu and menu are "AXMenu", the rest "AX" + the name in CamelCase.
