@@ -18,9 +18,7 @@
 #include <utility>
 #include <cstdio>
 
-using dialwise::testing::NotificationServerStandIn;
-using dialwise::testing::NotifyingPage;
-using dialwise::testing::ReceivedNotification;
+using namespace dialwise::testing;
 using namespace dialwise::bench;
 
 namespace {

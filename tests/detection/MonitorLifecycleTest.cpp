@@ -12,8 +12,7 @@
 using dialwise::DataDetectorMonitor;
 using dialwise::StripPlacement;
 using dialwise::WindowInfo;
-using dialwise::testing::FakeWindowList;
-using dialwise::testing::MonitorRig;
+using namespace dialwise::testing;
 using namespace std::chrono_literals;
 
 namespace {

@@ -8,8 +8,7 @@
 using dialwise::ElementHandle;
 using dialwise::DataDetectorMonitor;
 using dialwise::WindowInfo;
-using dialwise::testing::FakeWindowList;
-using dialwise::testing::MonitorRig;
+using namespace dialwise::testing;
 using namespace std::chrono_literals;
 
 namespace {

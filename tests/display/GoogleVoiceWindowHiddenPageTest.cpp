@@ -10,9 +10,7 @@
 
 #include <iostream>
 
-using dialwise::testing::evaluate;
-using dialwise::testing::kLoadTimeoutMs;
-using dialwise::testing::WindowRig;
+using namespace dialwise::testing;
 
 namespace {
 

@@ -14,10 +14,7 @@
 #include <gtest/gtest.h>
 
 using dialwise::Spinner;
-using dialwise::testing::evaluate;
-using dialwise::testing::kLoadTimeoutMs;
-using dialwise::testing::VoiceStandIn;
-using dialwise::testing::WindowRig;
+using namespace dialwise::testing;
 
 namespace {
 

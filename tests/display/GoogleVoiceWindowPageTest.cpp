@@ -20,10 +20,7 @@
 #include <csignal>
 #include <sys/types.h>
 
-using dialwise::testing::evaluate;
-using dialwise::testing::kLoadTimeoutMs;
-using dialwise::testing::VoiceStandIn;
-using dialwise::testing::WindowRig;
+using namespace dialwise::testing;
 
 namespace {
 

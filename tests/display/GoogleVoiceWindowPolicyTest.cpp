@@ -15,10 +15,7 @@
 #include <gtest/gtest.h>
 
 using dialwise::VoicePage;
-using dialwise::testing::evaluate;
-using dialwise::testing::kLoadTimeoutMs;
-using dialwise::testing::RecordingOpener;
-using dialwise::testing::WindowRig;
+using namespace dialwise::testing;
 
 namespace {
 

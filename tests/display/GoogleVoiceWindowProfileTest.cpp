@@ -14,10 +14,7 @@
 #include <gtest/gtest.h>
 
 using dialwise::GoogleVoiceWindow;
-using dialwise::testing::evaluate;
-using dialwise::testing::kLoadTimeoutMs;
-using dialwise::testing::VoiceStandIn;
-using dialwise::testing::ManualScheduler;
+using namespace dialwise::testing;
 
 namespace {
 

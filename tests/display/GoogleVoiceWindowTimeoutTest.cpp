@@ -13,9 +13,7 @@
 
 using namespace std::chrono_literals;
 using dialwise::GoogleVoiceWindow;
-using dialwise::testing::kLoadTimeoutMs;
-using dialwise::testing::VoiceStandIn;
-using dialwise::testing::WindowRig;
+using namespace dialwise::testing;
 
 namespace {
 

@@ -16,10 +16,7 @@
 
 #include <gtest/gtest.h>
 
-using dialwise::testing::kCallWaitMs;
-using dialwise::testing::kStartMs;
-using dialwise::testing::ShellRig;
-using dialwise::testing::ShellSuite;
+using namespace dialwise::testing;
 
 namespace {
 

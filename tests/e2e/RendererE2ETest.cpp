@@ -5,9 +5,7 @@
 
 #include <gtest/gtest.h>
 
-using dialwise::testing::kCallWaitMs;
-using dialwise::testing::kStartMs;
-using dialwise::testing::ShellRig;
+using namespace dialwise::testing;
 
 namespace {
 

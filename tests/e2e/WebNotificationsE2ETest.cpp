@@ -17,11 +17,7 @@
 
 #include <algorithm>
 
-using dialwise::testing::NotificationServerStandIn;
-using dialwise::testing::NotifyingPage;
-using dialwise::testing::ReceivedNotification;
-using dialwise::testing::ShellRig;
-using dialwise::testing::StatusNotifierWatcherStandIn;
+using namespace dialwise::testing;
 
 namespace {
 
