@@ -10,9 +10,7 @@
 
 #include <gtest/gtest.h>
 
-using dialwise::testing::NotificationServerStandIn;
-using dialwise::testing::ShellRig;
-using dialwise::testing::ShellSuite;
+using namespace dialwise::testing;
 
 namespace {
 
@@ -113,6 +111,23 @@ TEST_F(FirstMinutesE2ETest, quit_endsTheRunningDialwise)
     ShellRig::pump(500);
     EXPECT_FALSE(ShellRig::nameOwned());
     EXPECT_TRUE(rig->visibleWindows().isEmpty());
+}
+
+// A fresh start whose window is still on screen when `dialwise --quit` comes: ending Dialwise
+// closes the window, but that is no close by the person, and nothing keeps running to tell of.
+class FirstMinutesQuitE2ETest : public FirstMinutesE2ETest
+{
+};
+
+TEST_F(FirstMinutesQuitE2ETest, quitWithWindowShown_postsNoNotice)
+{
+    ASSERT_EQ(rig->visibleWindows().size(), 1);
+    const ShellRig::Run quit = rig->run(QStringList{"--quit"});
+    EXPECT_EQ(quit.exitCode, 0) << quit.err.toStdString();
+    EXPECT_TRUE(ShellRig::waitUntil([] { return !rig->primaryRunning(); }, 10000)) << "Dialwise is still running";
+    EXPECT_EQ(rig->primaryExitCode(), 0);
+    ShellRig::pump(kNoNotificationWaitMs);
+    EXPECT_EQ(notifications->received(), QStringList());
 }
 
 // The same start with the diagnostics asked for: they are there, under their categories.
