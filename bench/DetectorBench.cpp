@@ -2,11 +2,11 @@
 // scan and per element, to show that the walk grows linearly), and `dialwise --replay-detector`
 // on a 1,000-element scenario from process start to exit.
 #include "calling/CallManager.h"
-#include "tests/fakes/CallManagerRig.h"
+#include "calling/VirtualScheduler.h"
 #include "detection/DataDetectorMonitor.h"
 #include "detection/LibPhoneNumberFinder.h"
 #include "detection/replay/ScriptedDesktop.h"
-#include "calling/VirtualScheduler.h"
+#include "tests/fakes/CallManagerRig.h"
 
 #include <benchmark/benchmark.h>
 

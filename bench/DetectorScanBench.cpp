@@ -6,13 +6,13 @@
 #include "bench/Timing.h"
 #include "calling/CallManager.h"
 #include "calling/Clock.h"
+#include "calling/QtScheduler.h"
 #include "detection/DataDetectorMonitor.h"
 #include "detection/LibPhoneNumberFinder.h"
-#include "platform/linux/LinuxDetectionBackends.h"
-#include "tests/support/PhoneLinkFixtureProcess.h"
-#include "calling/QtScheduler.h"
 #include "detection/replay/ScriptedDesktop.h"
+#include "platform/linux/LinuxDetectionBackends.h"
 #include "tests/fakes/CallManagerRig.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

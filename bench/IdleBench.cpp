@@ -8,8 +8,8 @@
 // that the stand-in never answers, as the web app keeps its connection for incoming calls.
 #include "bench/ProcessTree.h"
 #include "bench/Timing.h"
-#include "tests/e2e/ShellRig.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -8,9 +8,9 @@
 // Run inside tests/run-in-desktop:
 //   NotificationBench [notifications, default 50] [hand-overs per case, default 10]
 #include "bench/Timing.h"
-#include "tests/support/NotificationServerStandIn.h"
 #include "tests/e2e/NotifyingPage.h"
 #include "tests/e2e/ShellRig.h"
+#include "tests/support/NotificationServerStandIn.h"
 
 #include <QCoreApplication>
 

@@ -10,8 +10,8 @@
 //             [warm-up hand-overs 300]
 #include "bench/ProcessTree.h"
 #include "bench/Timing.h"
-#include "tests/e2e/ShellRig.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -8,12 +8,12 @@
 #include "bench/ProcessTree.h"
 #include "bench/Timing.h"
 #include "detection/DataDetectorMonitor.h"
-#include "platform/linux/LinuxDetectionBackends.h"
-#include "tests/fakes/ManualScheduler.h"
-#include "detection/replay/ScriptedDesktop.h"
-#include "tests/e2e/ShellRig.h"
 #include "detection/TextNumberFinder.h"
+#include "detection/replay/ScriptedDesktop.h"
+#include "platform/linux/LinuxDetectionBackends.h"
+#include "tests/e2e/ShellRig.h"
 #include "tests/fakes/CallManagerRig.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -6,15 +6,15 @@
 // 2. construction to the web app's first request (the calls page) at a local stand-in,
 // 3. showAndCall() to the new-call request at the stand-in.
 // Prints one line per figure; medians over the iterations.
+#include "app/RendererSetup.h"
 #include "bench/ProcessTree.h"
 #include "bench/Timing.h"
 #include "calling/CallManager.h"
 #include "calling/QtScheduler.h"
-#include "app/RendererSetup.h"
-#include "webcall/GoogleVoiceWindow.h"
 #include "calling/VoiceAddress.h"
 #include "tests/support/VoiceStandIn.h"
 #include "tests/support/WebEngineTestSetup.h"
+#include "webcall/GoogleVoiceWindow.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

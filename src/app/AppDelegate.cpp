@@ -1,18 +1,18 @@
 #include "app/AppDelegate.h"
 
 #include "app/BusNames.h"
-#include "calling/CallManager.h"
 #include "app/DBusServices.h"
-#include "webcall/GoogleVoiceWindow.h"
 #include "app/InboundRequests.h"
 #include "app/IntakeLimits.h"
-#include "platform/linux/LinuxDesktopServices.h"
 #include "app/PhoneLinkDetection.h"
-#include "platform/linux/SchemeRegistration.h"
 #include "app/TrayBadge.h"
 #include "app/TrayMenuModel.h"
 #include "app/UnreadDot.h"
+#include "calling/CallManager.h"
+#include "platform/linux/LinuxDesktopServices.h"
+#include "platform/linux/SchemeRegistration.h"
 #include "platform/linux/X11SelectionReader.h"
+#include "webcall/GoogleVoiceWindow.h"
 
 #include <QApplication>
 #include <QClipboard>

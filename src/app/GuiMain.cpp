@@ -1,20 +1,20 @@
 // The running Dialwise: the launcher loads this module only when no Dialwise answers on the
 // session bus, so widgets and the web engine are paid for once, by the process that needs them.
 #include "app/AppDelegate.h"
-#include "platform/linux/BusConnectionGuard.h"
 #include "app/BusNames.h"
-#include "calling/CallManager.h"
-#include "webcall/DialDialog.h"
 #include "app/FailureReport.h"
 #include "app/GuiEntry.h"
-#include "platform/linux/LinuxDesktopServices.h"
 #include "app/PhoneLinkDetection.h"
-#include "calling/QSettingsStore.h"
 #include "app/QuietStart.h"
-#include "calling/QtScheduler.h"
 #include "app/RendererSetup.h"
 #include "app/RequestForwarder.h"
+#include "calling/CallManager.h"
+#include "calling/QSettingsStore.h"
+#include "calling/QtScheduler.h"
 #include "calling/VoiceAddress.h"
+#include "platform/linux/BusConnectionGuard.h"
+#include "platform/linux/LinuxDesktopServices.h"
+#include "webcall/DialDialog.h"
 #include "webcall/VoiceProfile.h"
 
 #include <QApplication>

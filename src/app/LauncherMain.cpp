@@ -4,14 +4,14 @@
 #include "app/Autostart.h"
 #include "app/BusNames.h"
 #include "app/CommandLine.h"
-#include "platform/linux/DisplayProbe.h"
-#include "calling/Explain.h"
 #include "app/FailureReport.h"
 #include "app/GuiEntry.h"
 #include "app/InboundRequests.h"
-#include "detection/replay/ReplayEntry.h"
 #include "app/RequestForwarder.h"
+#include "calling/Explain.h"
 #include "calling/VoiceAddress.h"
+#include "detection/replay/ReplayEntry.h"
+#include "platform/linux/DisplayProbe.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,15 +1,15 @@
 #include "app/PhoneLinkDetection.h"
 
-#include "calling/CallManager.h"
-#include "detection/ui/CompanionPanel.h"
-#include "detection/DataDetectorMonitor.h"
-#include "detection/LibPhoneNumberFinder.h"
-#include "platform/linux/LinuxDetectionBackends.h"
-#include "calling/QtScheduler.h"
 #include "app/QueuedPanelView.h"
+#include "calling/CallManager.h"
+#include "calling/QtScheduler.h"
 #include "calling/SettingValues.h"
 #include "calling/SettingsStore.h"
+#include "detection/DataDetectorMonitor.h"
+#include "detection/LibPhoneNumberFinder.h"
 #include "detection/TextNumberFinder.h"
+#include "detection/ui/CompanionPanel.h"
+#include "platform/linux/LinuxDetectionBackends.h"
 #include "platform/linux/X11WindowPlacement.h"
 
 #include <QCoreApplication>

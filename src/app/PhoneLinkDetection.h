@@ -1,7 +1,7 @@
 #pragma once
 
-#include "detection/DetectorPlatform.h"
 #include "app/LaunchRequest.h"
+#include "detection/DetectorPlatform.h"
 
 #include <functional>
 

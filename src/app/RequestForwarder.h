@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/linux/BusMethodCaller.h"
 #include "app/LaunchRequest.h"
 #include "app/RequestFailure.h"
+#include "platform/linux/BusMethodCaller.h"
 
 #include <QString>
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "calling/Clock.h"
+#include "calling/Scheduler.h"
 #include "detection/DetectorPlatform.h"
 #include "detection/PhoneFinder.h"
-#include "calling/Scheduler.h"
 #include "detection/TextNumberFinder.h"
 
 #include <QFile>

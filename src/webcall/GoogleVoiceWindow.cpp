@@ -1,18 +1,18 @@
 #include "webcall/GoogleVoiceWindow.h"
 
 #include "calling/CallManager.h"
-#include "webcall/CompactStyleScript.h"
-#include "webcall/CursorBlinkTimeout.h"
-#include "platform/linux/DesktopNotifications.h"
-#include "webcall/PageTitle.h"
 #include "calling/PhoneNumbers.h"
 #include "calling/Scheduler.h"
-#include "webcall/Spinner.h"
 #include "calling/VoiceAddress.h"
+#include "platform/linux/DesktopNotifications.h"
+#include "platform/linux/WindowActivation.h"
+#include "webcall/CompactStyleScript.h"
+#include "webcall/CursorBlinkTimeout.h"
+#include "webcall/PageTitle.h"
+#include "webcall/Spinner.h"
 #include "webcall/VoicePage.h"
 #include "webcall/VoiceProfile.h"
 #include "webcall/WebNotificationPresenter.h"
-#include "platform/linux/WindowActivation.h"
 
 #include <QCloseEvent>
 

@@ -1,8 +1,8 @@
 #include "webcall/WebNotificationPresenter.h"
 
 #include "platform/linux/DesktopNotifications.h"
-#include "webcall/NavigationPolicy.h"
 #include "platform/linux/NotificationNames.h"
+#include "webcall/NavigationPolicy.h"
 
 #include <QLoggingCategory>
 #include <QPointer>

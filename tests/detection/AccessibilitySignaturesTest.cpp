@@ -1,6 +1,6 @@
 // Which texts mark the phone-number popup, how its tree is walked, and which number comes out.
-#include "tests/fakes/FakePhoneFinder.h"
 #include "tests/detection/MonitorRig.h"
+#include "tests/fakes/FakePhoneFinder.h"
 #include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>

@@ -4,14 +4,14 @@
 // a table one) and a call manager that only records what it was asked. Every logged message is
 // kept in `logs`.
 #include "detection/DataDetectorMonitor.h"
+#include "detection/LibPhoneNumberFinder.h"
+#include "tests/fakes/CallManagerRig.h"
 #include "tests/fakes/FakeClickSource.h"
 #include "tests/fakes/FakeElementTree.h"
 #include "tests/fakes/FakePanelView.h"
 #include "tests/fakes/FakeScreen.h"
 #include "tests/fakes/FakeWindowList.h"
-#include "detection/LibPhoneNumberFinder.h"
 #include "tests/fakes/ManualScheduler.h"
-#include "tests/fakes/CallManagerRig.h"
 
 #include <QStringList>
 

@@ -1,5 +1,6 @@
 // Whether the running Dialwise starts the phone-link detector, and what starting it does, on
 // fakes only: this build's own desktop pieces are checked on a display, in PhoneLinkPlatformTest.
+#include "app/PhoneLinkDetection.h"
 #include "detection/DataDetectorMonitor.h"
 #include "tests/fakes/FakeClickSource.h"
 #include "tests/fakes/FakeElementTree.h"
@@ -7,7 +8,6 @@
 #include "tests/fakes/FakeScreen.h"
 #include "tests/fakes/FakeWindowList.h"
 #include "tests/fakes/MemorySettingsStore.h"
-#include "app/PhoneLinkDetection.h"
 #include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // The strip asked for on the detector's thread and shown on the GUI thread: calls arrive in
 // order on the strip's thread, clicks come back on the caller's, and a strip closed on the way
 // is never shown or clicked.
-#include "tests/fakes/FakePanelView.h"
 #include "app/QueuedPanelView.h"
+#include "tests/fakes/FakePanelView.h"
 
 #include <QCoreApplication>
 #include <QThread>

@@ -1,9 +1,9 @@
 // The calling core against a real desktop: a private D-Bus session with a notification server
 // owned by this test, and a recording xdg-open first on PATH standing in for the browser.
 #include "platform/linux/LinuxDesktopServices.h"
+#include "tests/fakes/CallManagerRig.h"
 #include "tests/support/NotificationServerStandIn.h"
 #include "tests/support/RecordingOpener.h"
-#include "tests/fakes/CallManagerRig.h"
 
 #include <QApplication>
 #include <QDBusConnection>

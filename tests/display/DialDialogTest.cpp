@@ -1,7 +1,7 @@
 // The "Dial Number" dialog as a user meets it: typing and Return, the buttons, the layout, and
 // what CallManager does with each answer.
-#include "webcall/DialDialog.h"
 #include "tests/fakes/CallManagerRig.h"
+#include "webcall/DialDialog.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,11 +1,11 @@
 // The detector's Linux backends against real programs: the Qt and GTK phone-link fixtures on a
 // private X server with the AT-SPI bus, compared with what xwininfo and xdotool say.
 #include "platform/linux/AtspiElementTree.h"
-#include "tests/support/PhoneLinkFixtureProcess.h"
 #include "platform/linux/X11ClickSource.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11Screen.h"
 #include "platform/linux/X11WindowList.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
 
 #include <QApplication>
 #include <QDBusConnection>

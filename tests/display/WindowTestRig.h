@@ -1,9 +1,9 @@
 #pragma once
 
 #include "calling/CallManager.h"
-#include "webcall/GoogleVoiceWindow.h"
 #include "tests/fakes/ManualScheduler.h"
 #include "tests/support/VoiceStandIn.h"
+#include "webcall/GoogleVoiceWindow.h"
 
 #include <QString>
 #include <QVariant>

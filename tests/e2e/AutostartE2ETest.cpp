@@ -2,8 +2,8 @@
 // then the login entry started the way desktops start autostart entries (`gio launch`): Dialwise
 // comes up hidden in the tray and still takes hand-overs.
 #include "app/BusNames.h"
-#include "tests/e2e/ShellRig.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

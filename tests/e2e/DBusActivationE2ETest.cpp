@@ -2,8 +2,8 @@
 // XDG_DATA_DIRS, where the session bus finds the service file and GIO the desktop entry), started
 // and reached the way a desktop does it: by its bus name, and by opening links through GIO.
 #include "app/BusNames.h"
-#include "tests/e2e/ShellSuite.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellSuite.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

@@ -8,9 +8,9 @@
 //   DIALWISE_E2E_MONITORS  "NAME:WxH+X+Y[@ratio][*],..."; "*" marks the primary monitor and
 //                          @ratio that monitor's QT_SCREEN_SCALE_FACTORS entry for Dialwise
 //   DIALWISE_E2E_SCALE     QT_SCALE_FACTOR for Dialwise only (default 1)
-#include "tests/support/PhoneLinkFixtureProcess.h"
 #include "tests/e2e/DetectorDesktop.h"
 #include "tests/e2e/ShellSuite.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -2,8 +2,8 @@
 // no tray host (GNOME's default): what a start prints on stderr, what closing the window says,
 // and how `dialwise --quit` ends Dialwise.
 #include "app/HiddenWindowNotice.h"
-#include "tests/support/NotificationServerStandIn.h"
 #include "tests/e2e/ShellSuite.h"
+#include "tests/support/NotificationServerStandIn.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -4,8 +4,8 @@
 #include "app/CommandLine.h"
 #include "app/InboundRequests.h"
 #include "calling/PhoneNumbers.h"
-#include "tests/e2e/ShellRig.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QElapsedTimer>
 

@@ -1,9 +1,9 @@
 // The running instance and second launches, through the real program on a private desktop:
 // start-up, links from xdg-open and from `dialwise LINK`, text requests, re-showing the window.
 #include "app/BusNames.h"
-#include "tests/support/NotificationServerStandIn.h"
 #include "tests/e2e/ShellSuite.h"
 #include "tests/support/NamedRows.h"
+#include "tests/support/NotificationServerStandIn.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -2,11 +2,11 @@
 // desktop with the AT-SPI bus, the Qt and GTK fixtures clicked with xdotool, a recording xdg-open
 // first on PATH standing in for the browser, geometry read back with xwininfo.
 #include "platform/linux/AtspiElementTree.h"
-#include "tests/support/PhoneLinkFixtureProcess.h"
+#include "platform/linux/X11Connection.h"
 #include "tests/e2e/DetectorDesktop.h"
 #include "tests/e2e/ShellSuite.h"
+#include "tests/support/PhoneLinkFixtureProcess.h"
 #include "tests/support/RecordingOpener.h"
-#include "platform/linux/X11Connection.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

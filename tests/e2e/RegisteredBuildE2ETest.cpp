@@ -2,8 +2,8 @@
 // entry it writes a user-level D-Bus service file, so that the session bus can start the built
 // program by name just as it starts an installed one.
 #include "app/BusNames.h"
-#include "tests/e2e/ShellRig.h"
 #include "calling/VoiceAddress.h"
+#include "tests/e2e/ShellRig.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -4,11 +4,11 @@
 #include "app/AppDelegate.h"
 #include "calling/CallManager.h"
 #include "tests/fakes/FakeDesktopServices.h"
-#include "webcall/GoogleVoiceWindow.h"
 #include "tests/fakes/ManualClock.h"
 #include "tests/fakes/ManualScheduler.h"
 #include "tests/fakes/MemorySettingsStore.h"
 #include "tests/support/VoiceStandIn.h"
+#include "webcall/GoogleVoiceWindow.h"
 
 #include <QApplication>
 #include <QMenu>

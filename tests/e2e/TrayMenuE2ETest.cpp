@@ -1,7 +1,7 @@
 // The tray menu of the real program, read and clicked the way a desktop panel does: through the
 // StatusNotifierItem and its com.canonical.dbusmenu export.
-#include "tests/support/NotificationServerStandIn.h"
 #include "tests/e2e/ShellRig.h"
+#include "tests/support/NotificationServerStandIn.h"
 #include "tests/support/StatusNotifierWatcherStandIn.h"
 
 #include <QDBusArgument>

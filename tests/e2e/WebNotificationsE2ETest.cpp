@@ -1,9 +1,9 @@
 // The web app's notifications on the desktop, with the real program started hidden: the stand-in
 // web app raises them (NotifyingPage), the stand-in notification server records, clicks and
 // closes them, and the tray is read over the StatusNotifierItem interface as a panel reads it.
-#include "tests/support/NotificationServerStandIn.h"
 #include "tests/e2e/NotifyingPage.h"
 #include "tests/e2e/ShellRig.h"
+#include "tests/support/NotificationServerStandIn.h"
 #include "tests/support/StatusNotifierWatcherStandIn.h"
 
 #include <QBuffer>

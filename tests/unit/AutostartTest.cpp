@@ -1,8 +1,8 @@
 // The login entry behind `dialwise --autostart`: where it goes, what it says, on/off/query, and
 // how a program path is written on its Exec line. Files go to a temporary folder only.
 #include "app/Autostart.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <QDir>
 #include <QFile>

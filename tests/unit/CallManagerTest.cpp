@@ -1,8 +1,8 @@
 // CallManager with fake desktop, settings and clock: what call() records and announces, the
 // history cap, the provider choice and its persistence, and the dial dialog.
-#include "tests/unit/QtPrinting.h"
 #include "tests/fakes/CallManagerRig.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

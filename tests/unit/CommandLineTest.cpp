@@ -1,6 +1,6 @@
 #include "app/CommandLine.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <QRegularExpression>
 

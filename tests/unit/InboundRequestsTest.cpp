@@ -1,6 +1,6 @@
 #include "app/InboundRequests.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "webcall/NavigationPolicy.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
+#include "webcall/NavigationPolicy.h"
 
 #include <gtest/gtest.h>
 

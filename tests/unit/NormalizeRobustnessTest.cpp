@@ -1,9 +1,9 @@
 // Hostile and huge inputs: a megabyte of text, invalid UTF-8, embedded NULs. Nothing may crash,
 // results follow the same rules as for short text, and the cost grows linearly.
 #include "calling/PhoneNumbers.h"
+#include "tests/support/NamedRows.h"
 #include "tests/unit/QtPrinting.h"
 #include "tests/unit/ReferenceNormalize.h"
-#include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Which of the page's notifications reach the desktop, and when, on virtual time.
-#include "webcall/NotificationGate.h"
 #include "tests/fakes/ManualScheduler.h"
 #include "tests/unit/QtPrinting.h"
+#include "webcall/NotificationGate.h"
 
 #include <QObject>
 #include <QStringList>

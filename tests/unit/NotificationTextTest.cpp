@@ -1,7 +1,7 @@
 // The one rule for notification bodies: the user reads the text as given, whatever the server.
 #include "platform/linux/NotificationText.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The unread count the web app puts in its title.
-#include "webcall/PageTitle.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
+#include "webcall/PageTitle.h"
 
 #include <gtest/gtest.h>
 

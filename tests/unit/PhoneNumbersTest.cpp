@@ -1,8 +1,8 @@
 // Normalisation and display form, one row per case. Each row names the subject and the
 // condition; the expected values are what a user should see, worked out by hand.
 #include "calling/PhoneNumbers.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // What each provider hands to the desktop: the address it opens and the notification it shows.
-#include "tests/unit/QtPrinting.h"
-#include "tests/fakes/CallManagerRig.h"
 #include "calling/VoiceAddress.h"
+#include "tests/fakes/CallManagerRig.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,10 @@
 // answer of the bus means (taken, nobody there, still starting, refused for a reason, no reply).
 // Time is virtual: the forwarder's clock and its pauses between tries are the test's, so every
 // count of tries is exact and nothing here sleeps.
-#include "tests/fakes/FakeBusMethodCaller.h"
-#include "tests/unit/QtPrinting.h"
 #include "app/RequestForwarder.h"
+#include "tests/fakes/FakeBusMethodCaller.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

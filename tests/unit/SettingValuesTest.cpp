@@ -1,6 +1,6 @@
 // Yes/no settings as people write them in dialwise.conf, and the one warning for anything else.
-#include "tests/fakes/MemorySettingsStore.h"
 #include "calling/SettingValues.h"
+#include "tests/fakes/MemorySettingsStore.h"
 #include "tests/support/NamedRows.h"
 
 #include <gtest/gtest.h>

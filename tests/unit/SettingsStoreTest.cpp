@@ -5,11 +5,11 @@
 // XDG_CONFIG_HOME at a temporary directory before anything touches QSettings, and every test
 // starts by removing the file.
 #include "calling/CallManager.h"
-#include "tests/fakes/MemorySettingsStore.h"
 #include "calling/QSettingsStore.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/fakes/CallManagerRig.h"
+#include "tests/fakes/MemorySettingsStore.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The tray icon's tooltip and dot for the web app's unread count.
 #include "app/TrayBadge.h"
-#include "tests/unit/QtPrinting.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "tests/fakes/ManualClock.h"
-#include "tests/unit/QtPrinting.h"
 #include "app/TrayMenuModel.h"
+#include "tests/fakes/ManualClock.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

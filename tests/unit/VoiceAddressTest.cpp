@@ -1,7 +1,7 @@
 // Where the web app lives: the fixed address, the DIALWISE_VOICE_URL override and its rejects.
-#include "tests/unit/QtPrinting.h"
 #include "calling/VoiceAddress.h"
 #include "tests/support/NamedRows.h"
+#include "tests/unit/QtPrinting.h"
 
 #include <gtest/gtest.h>
 

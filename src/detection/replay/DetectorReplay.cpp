@@ -1,14 +1,14 @@
 #include "detection/replay/DetectorReplay.h"
 
 #include "calling/CallManager.h"
+#include "calling/VirtualScheduler.h"
 #include "detection/CompanionTitle.h"
 #include "detection/DataDetectorMonitor.h"
 #include "detection/DetectorText.h"
 #include "detection/LibPhoneNumberFinder.h"
-#include "detection/replay/ScriptedDesktop.h"
 #include "detection/TextNumberFinder.h"
+#include "detection/replay/ScriptedDesktop.h"
 #include "detection/replay/WindowFields.h"
-#include "calling/VirtualScheduler.h"
 
 #include <QFile>
 #include <QHash>
