@@ -18,7 +18,9 @@
 #include <utility>
 #include <cstdio>
 
-using namespace dialwise::testing;
+using dialwise::testing::NotificationServerStandIn;
+using dialwise::testing::NotifyingPage;
+using dialwise::testing::ReceivedNotification;
 using namespace dialwise::bench;
 
 namespace {

@@ -117,8 +117,9 @@ TEST_P(ExplainProcessTest, PrintsExpectedLinesAndExitStatus)
                                 row.voiceUrl ? std::optional(QString::fromUtf8(*row.voiceUrl)) : std::nullopt);
     EXPECT_EQ(run.out, qs(row.expectedOut)) << "stderr: " << run.err.toStdString();
     EXPECT_EQ(run.exitCode, row.expectedExit);
-    if (row.expectedExit != 0)
+    if (row.expectedExit != 0) {
         EXPECT_EQ(run.err, QStringLiteral("dialwise: No valid phone number found\n"));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ExplainProcessTest, ::testing::ValuesIn(kExplainRows),
