@@ -359,9 +359,15 @@ TEST_P(PhoneLinkDetection, largeProgram_handOverAndCallSelectionDuringScan_serve
     const QPoint emptySpot(650, 450);
     const qsizetype errBefore = rig->primaryErrors().size();
 
+    // The hand-over brings Dialwise's window up over the click spot: only once the click was
+    // taken (its scan began), or the click would be read as one on Dialwise's own window.
+    const auto scanBegan = [&](qsizetype from) {
+        return ShellRig::waitUntil([&] { return rig->primaryErrors().mid(from).contains("Dialwise: --- Scan attempt 1 ---"); },
+                                   kScanBurstMs);
+    };
     lastClick.start();
     ASSERT_TRUE(xdotoolClick(emptySpot));
-    ShellRig::pump(250);
+    ASSERT_TRUE(scanBegan(errBefore)) << rig->primaryErrors().mid(errBefore).toStdString();
     EXPECT_TRUE(rig->requestDials({QStringLiteral("tel:+12025550148")}, QStringLiteral("12025550148")));
     waitForScansOfLastClick();
     // The call brought the web window up over the fixture; a click on it would be Dialwise's own.
@@ -369,9 +375,10 @@ TEST_P(PhoneLinkDetection, largeProgram_handOverAndCallSelectionDuringScan_serve
 
     ASSERT_TRUE(QGuiApplication::clipboard()->supportsSelection());
     QGuiApplication::clipboard()->setText(QStringLiteral("Call me at (202) 555-0149"), QClipboard::Selection);
+    const qsizetype errBeforeSecond = rig->primaryErrors().size();
     lastClick.start();
     ASSERT_TRUE(xdotoolClick(emptySpot));
-    ShellRig::pump(250);
+    ASSERT_TRUE(scanBegan(errBeforeSecond)) << rig->primaryErrors().mid(errBeforeSecond).toStdString();
     EXPECT_TRUE(rig->requestDials({QStringLiteral("--call-selection")}, QStringLiteral("12025550149")));
 
     // Both clicks' scans ran to their end all the same.
