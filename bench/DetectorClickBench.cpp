@@ -41,8 +41,7 @@ int main(int argc, char **argv)
     const Arguments arguments(argc, argv);
     const int iterations = std::max(1, arguments.number(0, 20));
     const int idleSeconds = std::max(1, arguments.number(1, 60));
-    const auto toolkit = arguments.text(2, QStringLiteral("qt")) == u"gtk" ? PhoneLinkFixtureProcess::Toolkit::gtk
-                                                                          : PhoneLinkFixtureProcess::Toolkit::qt;
+    const auto toolkit = PhoneLinkFixtureProcess::toolkitNamed(arguments.text(2, QStringLiteral("qt")));
     const QByteArray scale = arguments.text(3, QStringLiteral("1")).toLocal8Bit();
 
     double idleOn = -1, idleOff = -1;

@@ -106,8 +106,7 @@ int main(int argc, char **argv)
     QGuiApplication app(argc, argv);
     const Arguments arguments(argc, argv);
     const int iterations = std::max(1, arguments.number(0, 10));
-    const auto toolkit = arguments.text(1, QStringLiteral("qt")) == u"gtk" ? PhoneLinkFixtureProcess::Toolkit::gtk
-                                                                          : PhoneLinkFixtureProcess::Toolkit::qt;
+    const auto toolkit = PhoneLinkFixtureProcess::toolkitNamed(arguments.text(1, QStringLiteral("qt")));
     Samples on, off;
     if (!measure(true, toolkit, iterations, on) || !measure(false, toolkit, iterations, off))
         return 1;

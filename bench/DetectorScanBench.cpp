@@ -29,8 +29,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     const Arguments arguments(argc, argv);
     const int iterations = std::max(1, arguments.number(0, 20));
-    const auto toolkit = arguments.text(1, QStringLiteral("qt")) == u"gtk" ? PhoneLinkFixtureProcess::Toolkit::gtk
-                                                                          : PhoneLinkFixtureProcess::Toolkit::qt;
+    const auto toolkit = PhoneLinkFixtureProcess::toolkitNamed(arguments.text(1, QStringLiteral("qt")));
     const int elements = arguments.number(2, 1000);
 
     auto fixture = PhoneLinkFixtureProcess::start(toolkit, {QStringLiteral("--elements"), QString::number(elements)});

@@ -12,7 +12,6 @@
 #include <QGuiApplication>
 
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 
@@ -54,9 +53,9 @@ bool openStrip(PhoneLinkFixtureProcess &fixture, QElapsedTimer &click)
 int main(int argc, char **argv)
 {
     QGuiApplication app(argc, argv);
-    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 10;
-    const auto toolkit = (argc > 2 && QByteArray(argv[2]) == "gtk") ? PhoneLinkFixtureProcess::Toolkit::gtk
-                                                                    : PhoneLinkFixtureProcess::Toolkit::qt;
+    const Arguments arguments(argc, argv);
+    const int rounds = std::max(1, arguments.number(0, 10));
+    const auto toolkit = PhoneLinkFixtureProcess::toolkitNamed(arguments.text(1, QStringLiteral("qt")));
     ShellRig rig;
     if (!rig.startStandIn() || !rig.startPrimary({QStringLiteral("--detect-phone-links")})) {
         std::fprintf(stderr, "dialwise did not start: %s\n", rig.primaryErrors().constData());

@@ -13,6 +13,11 @@ QString PhoneLinkFixtureProcess::toolkitName(Toolkit toolkit)
     return toolkit == Toolkit::qt ? QStringLiteral("Qt") : QStringLiteral("Gtk");
 }
 
+PhoneLinkFixtureProcess::Toolkit PhoneLinkFixtureProcess::toolkitNamed(QStringView name)
+{
+    return name == u"gtk" ? Toolkit::gtk : Toolkit::qt;
+}
+
 std::unique_ptr<PhoneLinkFixtureProcess> PhoneLinkFixtureProcess::start(Toolkit toolkit, const QStringList &arguments,
                                                                         std::chrono::milliseconds timeout)
 {

@@ -3,6 +3,7 @@
 #include <QProcess>
 #include <QRect>
 #include <QStringList>
+#include <QStringView>
 
 #include <chrono>
 #include <memory>
@@ -25,6 +26,8 @@ public:
     ~PhoneLinkFixtureProcess();
 
     static QString toolkitName(Toolkit toolkit);
+    // The toolkit a command line names: "gtk" is the GTK fixture, anything else the Qt one.
+    static Toolkit toolkitNamed(QStringView name);
     // Names a test of a suite run once per toolkit by that toolkit ("qt", "gtk").
     struct TestName
     {
